@@ -1,0 +1,11 @@
+# Warnings and sanitizers shared by every target of the project.
+add_library(wisp_options INTERFACE)
+target_compile_options(wisp_options INTERFACE
+    $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-Wall -Wextra -Wpedantic -Wno-missing-field-initializers>)
+target_compile_definitions(wisp_options INTERFACE QT_NO_CAST_FROM_BYTEARRAY)
+
+if(WISP_SANITIZE)
+    target_compile_options(wisp_options INTERFACE
+        -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+    target_link_options(wisp_options INTERFACE -fsanitize=address,undefined)
+endif()

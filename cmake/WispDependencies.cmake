@@ -1,0 +1,45 @@
+# Qt 6 and QCoro. On macOS both come from Homebrew when present; QCoro is fetched at
+# configure time when it is not installed. On Debian both come from apt.
+if(APPLE)
+    foreach(formula qt qt@6)
+        execute_process(COMMAND brew --prefix ${formula}
+            OUTPUT_VARIABLE _brew_prefix OUTPUT_STRIP_TRAILING_WHITESPACE
+            ERROR_QUIET RESULT_VARIABLE _brew_result)
+        if(_brew_result EQUAL 0 AND EXISTS "${_brew_prefix}")
+            list(APPEND CMAKE_PREFIX_PATH "${_brew_prefix}")
+            break()
+        endif()
+    endforeach()
+endif()
+
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Concurrent)
+
+find_package(QCoro6 QUIET COMPONENTS Core Network)
+if(NOT QCoro6_FOUND)
+    if(NOT APPLE)
+        message(FATAL_ERROR "QCoro for Qt 6 was not found; install qcoro-qt6-dev")
+    endif()
+    include(FetchContent)
+    set(QCORO_BUILD_EXAMPLES OFF CACHE BOOL "" FORCE)
+    set(QCORO_BUILD_TESTING OFF CACHE BOOL "" FORCE)
+    set(BUILD_TESTING OFF CACHE BOOL "" FORCE)
+    set(QCORO_WITH_QTDBUS OFF CACHE BOOL "" FORCE)
+    set(QCORO_WITH_QML OFF CACHE BOOL "" FORCE)
+    set(QCORO_WITH_QTQUICK OFF CACHE BOOL "" FORCE)
+    set(QCORO_WITH_QTWEBSOCKETS OFF CACHE BOOL "" FORCE)
+    set(QCORO_WITH_QTTEST OFF CACHE BOOL "" FORCE)
+    set(USE_QT_VERSION 6 CACHE STRING "" FORCE)
+    FetchContent_Declare(qcoro
+        GIT_REPOSITORY https://github.com/qcoro/qcoro.git
+        GIT_TAG v0.10.0
+        GIT_SHALLOW TRUE)
+    FetchContent_MakeAvailable(qcoro)
+endif()
+
+if(WISP_BUILD_TESTS)
+    find_package(GTest REQUIRED)
+endif()
+
+if(UNIX AND NOT APPLE)
+    find_package(X11 REQUIRED)
+endif()

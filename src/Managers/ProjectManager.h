@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Protocols/ProjectManaging.h"
+
+#include <QSet>
+#include <QStringList>
+
+#include <memory>
+
+class FolderAccess;
+
+// Turns the projects folder into the sorted project list and keeps the selection.
+class ProjectManager : public ProjectManaging
+{
+    Q_OBJECT
+public:
+    static constexpr int maxDepth = 4;
+
+    explicit ProjectManager(std::shared_ptr<FolderAccess> folderAccess = nullptr,
+                            QObject* parent = nullptr);
+
+    QList<Project> projects() const override { return projectList; }
+    std::optional<Project> selectedProject() const override { return selection; }
+    void setSelectedProject(const std::optional<Project>& project) override;
+
+    // Walks the folder on a worker thread, then publishes on the calling (main) thread: the
+    // list first, then the repaired selection.
+    QCoro::Task<> scanFolder(QUrl folder) override;
+
+    // The walk itself; blocking, safe on any thread. `folderPath`, `basePath` are local paths.
+    static void scanRecursively(const QString& folderPath, int depth, QList<Project>& accumulator,
+                                const QString& basePath, const std::optional<QString>& parentPath);
+    // The complete scan result for a folder (walk, sub-project filter, sort), without
+    // publishing anything. Used by scanFolder and by wisp-scan.
+    static QList<Project> scan(const QString& folderPath);
+
+    static bool hasDevScript(const QString& folderPath);
+
+    static const QSet<QString>& ignoredFolders();
+    static const QStringList& devScriptNames();
+
+private:
+    std::shared_ptr<FolderAccess> folderAccess;
+    QList<Project> projectList;
+    std::optional<Project> selection;
+};

@@ -1,0 +1,132 @@
+#include "Models/ProjectType.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+
+namespace {
+
+struct Row
+{
+    ProjectType::Value value;
+    const char* raw;
+    const char* marker;
+    const char* command;
+    const char* displayName;
+};
+
+// Indexed by ProjectType::Value.
+constexpr Row rows[] = {
+    {ProjectType::nodejs, "nodejs", "package.json", "npm run dev", "Node.js"},
+    {ProjectType::rust, "rust", "Cargo.toml", "cargo run", "Rust"},
+    {ProjectType::go, "go", "go.mod", "go run .", "Go"},
+    {ProjectType::ruby, "ruby", "Gemfile", "rails s", "Ruby"},
+    {ProjectType::python, "python", "requirements.txt", "python -m http.server 3000", "Python"},
+    {ProjectType::php, "php", "composer.json", "php -S localhost:3000", "PHP"},
+    {ProjectType::java, "java", "pom.xml", "./mvnw spring-boot:run", "Java"},
+    {ProjectType::static_, "static", "index.html", "python3 -m http.server 8080", "Static"},
+    {ProjectType::unknown, "unknown", "", "", "Unknown"},
+};
+
+const Row& rowFor(ProjectType::Value value)
+{
+    return rows[static_cast<int>(value)];
+}
+
+// Folders that hold pages but are never a site of their own.
+const QSet<QString>& nonSiteFolderNames()
+{
+    static const QSet<QString> names{
+        QStringLiteral("docs"),    QStringLiteral("documentation"), QStringLiteral("doc"),
+        QStringLiteral("dist"),    QStringLiteral("build"),         QStringLiteral("out"),
+        QStringLiteral("target"),  QStringLiteral("public"),        QStringLiteral("static"),
+        QStringLiteral("assets"),  QStringLiteral("coverage"),      QStringLiteral("test"),
+        QStringLiteral("tests"),   QStringLiteral(".next"),         QStringLiteral(".nuxt"),
+        QStringLiteral(".output"),
+    };
+    return names;
+}
+
+} // namespace
+
+QList<ProjectType> ProjectType::allCases()
+{
+    QList<ProjectType> cases;
+    for (const Row& row : rows) {
+        cases.append(row.value);
+    }
+    return cases;
+}
+
+std::optional<ProjectType> ProjectType::fromRawValue(QStringView raw)
+{
+    for (const Row& row : rows) {
+        if (raw == QLatin1String(row.raw)) {
+            return ProjectType(row.value);
+        }
+    }
+    return std::nullopt;
+}
+
+QString ProjectType::rawValue() const
+{
+    return QString::fromLatin1(rowFor(value).raw);
+}
+
+QString ProjectType::markerFile() const
+{
+    return QString::fromLatin1(rowFor(value).marker);
+}
+
+QString ProjectType::defaultCommand() const
+{
+    return QString::fromLatin1(rowFor(value).command);
+}
+
+QString ProjectType::displayName() const
+{
+    return QString::fromLatin1(rowFor(value).displayName);
+}
+
+ProjectType ProjectType::detect(const QString& folderPath)
+{
+    const QDir folder(folderPath);
+    for (const Row& row : rows) {
+        if (row.value == static_ || row.value == unknown) {
+            continue;
+        }
+        if (QFileInfo::exists(folder.filePath(QString::fromLatin1(row.marker)))) {
+            return row.value;
+        }
+    }
+
+    if (!QFileInfo::exists(folder.filePath(QStringLiteral("index.html")))) {
+        return unknown;
+    }
+    if (nonSiteFolderNames().contains(QFileInfo(folderPath).fileName().toLower())) {
+        return unknown;
+    }
+
+    // A lone page is not a site: it takes a style sheet, a second page or a script as well.
+    if (!folder.exists() || !QFileInfo(folderPath).isReadable()) {
+        return unknown;
+    }
+    const QStringList entries =
+        folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    int html = 0;
+    int css = 0;
+    int js = 0;
+    for (const QString& name : entries) {
+        if (name.endsWith(QLatin1String(".html"))) {
+            ++html;
+        } else if (name.endsWith(QLatin1String(".css"))) {
+            ++css;
+        } else if (name.endsWith(QLatin1String(".js"))) {
+            ++js;
+        }
+    }
+    if (css > 0) {
+        return html > 0 ? static_ : unknown;
+    }
+    return (html >= 2 || (html >= 1 && js >= 1)) ? static_ : unknown;
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringView>
+
+#include <optional>
+
+// The kind of a project, decided from marker files in its folder. Stored by raw value.
+class ProjectType
+{
+public:
+    // Declaration order is the detection order; `static_` is the raw value "static".
+    enum Value { nodejs, rust, go, ruby, python, php, java, static_, unknown };
+
+    constexpr ProjectType(Value value = unknown) : value(value) {}
+    constexpr operator Value() const { return value; }
+
+    static QList<ProjectType> allCases();
+    static std::optional<ProjectType> fromRawValue(QStringView raw);
+
+    QString rawValue() const;
+    // The marker file that identifies the kind; empty for unknown.
+    QString markerFile() const;
+    QString defaultCommand() const;
+    // Human-readable name for views ("Node.js", "Static site", ...).
+    QString displayName() const;
+
+    // Decides the kind of the folder at `folderPath` (an absolute local path).
+    static ProjectType detect(const QString& folderPath);
+
+private:
+    Value value;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+
+// Absolute paths of the system tools wisp runs as child processes. Children are always started
+// by absolute path; tests may point a path elsewhere to simulate a missing tool.
+struct SystemTools
+{
+    static QString lsof();
+    static void setLsof(const QString& path);
+
+    static QString shell() { return QStringLiteral("/bin/sh"); }
+    static QString env() { return QStringLiteral("/usr/bin/env"); }
+    static QString open() { return QStringLiteral("/usr/bin/open"); }
+    static QString osascript() { return QStringLiteral("/usr/bin/osascript"); }
+
+    // The platform's own lsof location.
+    static QString defaultLsof();
+
+    // The search path a development server gets in place of the inherited PATH.
+    static QString serverSearchPath()
+    {
+        return QStringLiteral("/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin:/opt/homebrew/bin");
+    }
+};

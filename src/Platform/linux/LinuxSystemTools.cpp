@@ -1,0 +1,6 @@
+#include "Platform/SystemTools.h"
+
+QString SystemTools::defaultLsof()
+{
+    return QStringLiteral("/usr/bin/lsof");
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Models/Project.h"
+#include "Models/ServerStatus.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QString>
+
+// Starting, stopping and watching development servers.
+class ServerManaging : public QObject
+{
+    Q_OBJECT
+public:
+    using QObject::QObject;
+    ~ServerManaging() override = default;
+
+    virtual ServerStatus status() const = 0;
+    virtual int currentPort() const = 0;
+
+    // Throws ServerError.
+    virtual QCoro::Task<> startServer(Project project, QString command) = 0;
+    // Never throws.
+    virtual QCoro::Task<> killServer(int port) = 0;
+    virtual void startPolling(int port) = 0;
+    virtual void updatePollingPort(int port) = 0;
+    // True when something listens on the TCP port.
+    virtual QCoro::Task<bool> checkPort(int port) = 0;
+    // Stops and drops the polling timer (application shut-down).
+    virtual void invalidatePollingTimer() = 0;
+
+Q_SIGNALS:
+    // Emitted on every status update, also when the value did not change.
+    void statusChanged(ServerStatus status);
+    void currentPortChanged(int port);
+};

@@ -1,0 +1,227 @@
+#include "Utilities/PortDetector.h"
+
+#include "Utilities/ProjectFiles.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QRegularExpression>
+#include <QSet>
+
+#include <initializer_list>
+
+namespace {
+
+constexpr const char* portSourceRawValues[] = {
+    "env",         "packageJson", "viteConfig", "vueConfig",
+    "angularJson", "nuxtConfig",  "manual",     "defaultValue",
+};
+
+bool isValidPort(qint64 port)
+{
+    return port >= 1 && port <= 65535;
+}
+
+// The first valid port that any of `patterns` finds in the file, tried in order.
+std::optional<int> searchFile(const QString& path, std::initializer_list<const char*> patterns)
+{
+    const auto text = ProjectFiles::readText(path);
+    if (!text) {
+        return std::nullopt;
+    }
+    for (const char* pattern : patterns) {
+        if (const auto port = PortDetector::matchPort(*text, QString::fromLatin1(pattern))) {
+            return port;
+        }
+    }
+    return std::nullopt;
+}
+
+// Searches "<stem>.<ext>" for each extension in turn; the first file with a valid port wins.
+std::optional<int> searchConfigFiles(const QDir& project, const char* stem,
+                                     std::initializer_list<const char*> extensions,
+                                     std::initializer_list<const char*> patterns)
+{
+    for (const char* extension : extensions) {
+        const QString name = QLatin1String(stem) + QLatin1Char('.') + QLatin1String(extension);
+        if (const auto port = searchFile(project.filePath(name), patterns)) {
+            return port;
+        }
+    }
+    return std::nullopt;
+}
+
+QSet<QString> objectKeys(const QJsonObject& object, const char* section)
+{
+    const QJsonValue value = object.value(QLatin1String(section));
+    if (!value.isObject()) {
+        return {};
+    }
+    const QStringList keys = value.toObject().keys();
+    return QSet<QString>(keys.begin(), keys.end());
+}
+
+} // namespace
+
+std::optional<PortDetector::PortSource> PortDetector::PortSource::fromRawValue(QStringView raw)
+{
+    for (int i = 0; i < static_cast<int>(std::size(portSourceRawValues)); ++i) {
+        if (raw == QLatin1String(portSourceRawValues[i])) {
+            return PortSource(static_cast<Value>(i));
+        }
+    }
+    return std::nullopt;
+}
+
+QString PortDetector::PortSource::rawValue() const
+{
+    return QString::fromLatin1(portSourceRawValues[static_cast<int>(value)]);
+}
+
+PortDetector::DetectionResult PortDetector::detect(const QString& projectPath)
+{
+    const QDir project(projectPath);
+
+    for (const char* envFile : {".env.local", ".env.development", ".env"}) {
+        const auto port = searchFile(
+            project.filePath(QLatin1String(envFile)),
+            {R"((?:^|export\s+)PORT\s*=\s*(\d+))", R"((?:^|export\s+)VITE_PORT\s*=\s*(\d+))",
+             R"((?:^|export\s+)DEV_PORT\s*=\s*(\d+))", R"((?:^|export\s+)SERVER_PORT\s*=\s*(\d+))",
+             R"((?:^|export\s+)NEXT_PORT\s*=\s*(\d+))"});
+        if (port) {
+            return {port, PortSource::env};
+        }
+    }
+
+    if (const auto port = parsePackageJson(project.filePath(QStringLiteral("package.json")))) {
+        return {port, PortSource::packageJson};
+    }
+
+    if (const auto port = searchConfigFiles(project, "vite.config", {"js", "ts", "mjs", "mts"},
+                                            {R"(port:\s*(\d+))", R"(port:\s*['"]?(\d+)['"]?)"})) {
+        return {port, PortSource::viteConfig};
+    }
+
+    if (const auto port =
+            searchFile(project.filePath(QStringLiteral("vue.config.js")), {R"(port:\s*(\d+))"})) {
+        return {port, PortSource::vueConfig};
+    }
+
+    if (const auto port = parseAngularJson(project.filePath(QStringLiteral("angular.json")))) {
+        return {port, PortSource::angularJson};
+    }
+
+    if (const auto port =
+            searchConfigFiles(project, "nuxt.config", {"js", "ts"}, {R"(port:\s*(\d+))"})) {
+        return {port, PortSource::nuxtConfig};
+    }
+
+    return detectDefaultPort(projectPath);
+}
+
+std::optional<int> PortDetector::matchPort(const QString& text, const QString& pattern)
+{
+    // (*ANY) makes every Unicode line ending a line boundary for ^ and $, not just line feeds.
+    const QRegularExpression expression(QStringLiteral("(*ANY)") + pattern,
+                                        QRegularExpression::CaseInsensitiveOption |
+                                            QRegularExpression::MultilineOption);
+    if (!expression.isValid() || expression.captureCount() < 1) {
+        return std::nullopt;
+    }
+    const QRegularExpressionMatch match = expression.match(text);
+    if (!match.hasMatch()) {
+        return std::nullopt;
+    }
+    bool ok = false;
+    const qint64 port = match.captured(1).toLongLong(&ok, 10);
+    if (!ok || !isValidPort(port)) {
+        return std::nullopt;
+    }
+    return static_cast<int>(port);
+}
+
+std::optional<int> PortDetector::parsePackageJson(const QString& filePath)
+{
+    const auto package = ProjectFiles::readJsonObject(filePath);
+    if (!package) {
+        return std::nullopt;
+    }
+    const QJsonValue scriptsValue = package->value(QLatin1String("scripts"));
+    if (!scriptsValue.isObject()) {
+        return std::nullopt;
+    }
+    const QJsonObject scripts = scriptsValue.toObject();
+    for (const char* name : {"dev", "start", "serve", "dev:server"}) {
+        const QJsonValue command = scripts.value(QLatin1String(name));
+        if (!command.isString()) {
+            continue;
+        }
+        for (const char* pattern : {R"(--port[=\s](\d+))", R"(-p[=\s](\d+))", R"(PORT=(\d+))"}) {
+            if (const auto port = matchPort(command.toString(), QString::fromLatin1(pattern))) {
+                return port;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<int> PortDetector::parseAngularJson(const QString& filePath)
+{
+    const auto angular = ProjectFiles::readJsonObject(filePath);
+    if (!angular) {
+        return std::nullopt;
+    }
+    const QJsonObject projects = angular->value(QLatin1String("projects")).toObject();
+    // Projects are looked at in key order, which keeps the choice stable between scans.
+    for (const QString& name : projects.keys()) {
+        QJsonValue value = projects.value(name);
+        for (const char* level : {"architect", "serve", "options", "port"}) {
+            value = value.toObject().value(QLatin1String(level));
+        }
+        if (!value.isDouble()) {
+            continue;
+        }
+        const double number = value.toDouble();
+        if (number == static_cast<double>(static_cast<qint64>(number)) &&
+            isValidPort(static_cast<qint64>(number))) {
+            return static_cast<int>(number);
+        }
+    }
+    return std::nullopt;
+}
+
+PortDetector::DetectionResult PortDetector::detectDefaultPort(const QString& projectPath)
+{
+    const auto package =
+        ProjectFiles::readJsonObject(QDir(projectPath).filePath(QStringLiteral("package.json")));
+    if (!package) {
+        return {};
+    }
+    const QSet<QString> dependencies =
+        objectKeys(*package, "dependencies") | objectKeys(*package, "devDependencies");
+
+    struct Rule
+    {
+        std::initializer_list<const char*> names;
+        int port;
+    };
+    // The order is deliberate: an Angular project that also lists vite gets vite's port.
+    const Rule rules[] = {
+        {{"vite", "@vitejs/plugin-react", "@vitejs/plugin-vue"}, 5173},
+        {{"@sveltejs/kit"}, 5173},
+        {{"@angular/cli", "@angular/core"}, 4200},
+        {{"@vue/cli-service"}, 8080},
+        {{"gatsby"}, 8000},
+        {{"next", "nuxt", "nuxt3", "react-scripts", "@remix-run/dev", "react"}, 3000},
+        {{"express"}, 3000},
+    };
+    for (const Rule& rule : rules) {
+        for (const char* name : rule.names) {
+            if (dependencies.contains(QLatin1String(name))) {
+                return {rule.port, PortSource::defaultValue};
+            }
+        }
+    }
+    return {};
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+
+#include <optional>
+
+// Finds the port a project's development server will listen on, from the project's own files.
+// Stateless: every function reads the files afresh and may run on any thread.
+class PortDetector
+{
+public:
+    class PortSource
+    {
+    public:
+        enum Value {
+            env,
+            packageJson,
+            viteConfig,
+            vueConfig,
+            angularJson,
+            nuxtConfig,
+            manual,
+            defaultValue
+        };
+
+        constexpr PortSource(Value value) : value(value) {}
+        constexpr operator Value() const { return value; }
+
+        static std::optional<PortSource> fromRawValue(QStringView raw);
+        QString rawValue() const;
+
+    private:
+        Value value;
+    };
+
+    struct DetectionResult
+    {
+        std::optional<int> port;
+        std::optional<PortSource> source;
+
+        bool operator==(const DetectionResult&) const = default;
+    };
+
+    // `projectPath` is the project folder's absolute local path.
+    static DetectionResult detect(const QString& projectPath);
+
+    static std::optional<int> matchPort(const QString& text, const QString& pattern);
+    static std::optional<int> parsePackageJson(const QString& filePath);
+    static std::optional<int> parseAngularJson(const QString& filePath);
+    static DetectionResult detectDefaultPort(const QString& projectPath);
+};
+
+using PortSource = PortDetector::PortSource;
+using DetectionResult = PortDetector::DetectionResult;

@@ -1,0 +1,65 @@
+#include "Utilities/ProjectFiles.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QStringDecoder>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+std::optional<QByteArray> ProjectFiles::read(const QString& path)
+{
+    // O_NONBLOCK keeps open() from waiting for a writer when the path is a FIFO; the type check
+    // happens on the opened descriptor, so a file swapped in between cannot slip through.
+    const QByteArray nativePath = QFile::encodeName(path);
+    const int fd = ::open(nativePath.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    struct stat info
+    {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > maxFileSize) {
+        ::close(fd);
+        return std::nullopt;
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return std::nullopt;
+    }
+    // Read at most one byte past the limit, in case the file grew after fstat.
+    QByteArray data = file.read(maxFileSize + 1);
+    if (data.size() > maxFileSize || file.error() != QFileDevice::NoError) {
+        return std::nullopt;
+    }
+    return data;
+}
+
+std::optional<QString> ProjectFiles::readText(const QString& path)
+{
+    const auto data = read(path);
+    if (!data) {
+        return std::nullopt;
+    }
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(*data);
+    if (decoder.hasError()) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+std::optional<QJsonObject> ProjectFiles::readJsonObject(const QString& path)
+{
+    const auto data = read(path);
+    if (!data) {
+        return std::nullopt;
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(*data, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject()) {
+        return std::nullopt;
+    }
+    return document.object();
+}
