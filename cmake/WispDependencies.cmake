@@ -37,6 +37,7 @@ if(NOT QCoro6_FOUND)
 endif()
 
 if(WISP_BUILD_TESTS)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
     find_package(GTest REQUIRED)
 endif()
 

@@ -88,6 +88,10 @@ Q_SIGNALS:
     void changed(const QString& key);
 
 private:
+    std::optional<QByteArray> readData(const QString& key) const;
+    void write(const QString& key, const QVariant& value);
+    void writeOptional(const QString& key, const QVariant& value);
+
     std::unique_ptr<QSettings> settings;
     std::shared_ptr<FolderAccess> folderAccess;
 };

@@ -1,0 +1,37 @@
+#include "support/XvfbSession.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+// End-to-end test processes run on a private Xvfb display with a system tray, started before the
+// application object so that this process, too, talks to that display.
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+
+    XvfbSession session;
+    if (!GTEST_FLAG_GET(list_tests)) {
+        QString error;
+        if (!session.start(true, &error)) {
+            const bool missingTool = !XvfbSession::missingTool(true).isEmpty();
+            std::fprintf(stderr, "%s: %s\n", missingTool ? "SKIP" : "ERROR", qPrintable(error));
+            return missingTool ? 77 : 1;
+        }
+        qputenv("QT_QPA_PLATFORM", "xcb");
+    } else {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+
+    QTemporaryDir configHome(QDir::tempPath() + QStringLiteral("/wisp-test-config-XXXXXX"));
+    qputenv("XDG_CONFIG_HOME", configHome.path().toUtf8());
+
+    QApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("wisp"));
+    QCoreApplication::setApplicationName(QStringLiteral("wisp"));
+    return RUN_ALL_TESTS();
+}
