@@ -1,0 +1,179 @@
+#include "Managers/ProjectManager.h"
+
+#include "Platform/FolderAccess.h"
+#include "Utilities/ProjectFiles.h"
+
+#include <QCollator>
+#include <QCoro/QCoroFuture>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonValue>
+#include <QPointer>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <algorithm>
+
+namespace {
+
+QString cleanFolderPath(const QString& path)
+{
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+// Keeps only the runnable parts of a monorepo: direct sub-projects with a development script.
+void keepRunnableSubprojects(QList<Project>& projects)
+{
+    for (Project& project : projects) {
+        QList<Project> runnable;
+        for (const Project& subproject : std::as_const(project.subprojects)) {
+            if (ProjectManager::hasDevScript(subproject.folderPath())) {
+                runnable.append(subproject);
+            }
+        }
+        project.subprojects = runnable;
+    }
+}
+
+// Stable, so names that compare equal keep their discovery order.
+void sortByName(QList<Project>& projects)
+{
+    QCollator collator;
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    std::stable_sort(projects.begin(), projects.end(), [&](const Project& a, const Project& b) {
+        return collator.compare(a.name, b.name) < 0;
+    });
+}
+
+} // namespace
+
+ProjectManager::ProjectManager(std::shared_ptr<FolderAccess> access, QObject* parent)
+    : ProjectManaging(parent)
+    , folderAccess(access ? std::move(access) : FolderAccess::makeSystemFolderAccess())
+{}
+
+void ProjectManager::setSelectedProject(const std::optional<Project>& project)
+{
+    selection = project;
+    Q_EMIT selectedProjectChanged(selection);
+}
+
+QCoro::Task<> ProjectManager::scanFolder(QUrl folder)
+{
+    // Held locally: the manager may go away while the walk runs.
+    const std::shared_ptr<FolderAccess> access = folderAccess;
+    const bool granted = access->startAccessing(folder);
+    const QPointer<ProjectManager> self(this);
+
+    const QString path = folder.toLocalFile();
+    const QList<Project> found = co_await QtConcurrent::run([path] { return scan(path); });
+
+    if (self) {
+        projectList = found;
+        Q_EMIT projectsChanged(projectList);
+
+        const bool selectionSurvives =
+            selection && std::any_of(found.cbegin(), found.cend(), [&](const Project& project) {
+                return project.id == selection->id;
+            });
+        if (!selectionSurvives) {
+            setSelectedProject(found.isEmpty() ? std::nullopt
+                                               : std::optional<Project>(found.first()));
+        }
+    }
+
+    if (granted) {
+        access->stopAccessing(folder);
+    }
+}
+
+QList<Project> ProjectManager::scan(const QString& folderPath)
+{
+    const QString base = cleanFolderPath(folderPath);
+    QList<Project> projects;
+    scanRecursively(base, 0, projects, base, std::nullopt);
+    keepRunnableSubprojects(projects);
+    sortByName(projects);
+    return projects;
+}
+
+void ProjectManager::scanRecursively(const QString& folderPath, int depth,
+                                     QList<Project>& accumulator, const QString& basePath,
+                                     const std::optional<QString>& parentPath)
+{
+    Q_UNUSED(parentPath);
+    if (depth > maxDepth) {
+        return;
+    }
+
+    // Hidden entries are left out; symbolic links never count as folders, so a link back to a
+    // parent cannot make the walk loop.
+    const QFileInfoList entries =
+        QDir(folderPath)
+            .entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
+
+    for (const QFileInfo& entry : entries) {
+        const QString name = entry.fileName();
+        if (ignoredFolders().contains(name) || entry.isSymLink() || !entry.isDir()) {
+            continue;
+        }
+        const QString path = entry.absoluteFilePath();
+        const ProjectType type = ProjectType::detect(path);
+
+        if (type == ProjectType::unknown) {
+            // A grouping folder: its projects join the list of its siblings.
+            scanRecursively(path, depth + 1, accumulator, basePath, parentPath);
+            continue;
+        }
+
+        const DetectionResult detection = PortDetector::detect(path);
+
+        Project project;
+        project.id = QUuid::createUuid();
+        project.name = name;
+        project.path = QUrl::fromLocalFile(path);
+        project.type = type;
+        project.port = detection.port.value_or(type == ProjectType::static_ ? 8080 : 3000);
+        project.detectedPort = detection.port;
+        project.portSource = detection.source;
+        project.relativePath =
+            path.startsWith(basePath + QLatin1Char('/')) ? path.mid(basePath.size() + 1) : path;
+        scanRecursively(path, depth + 1, project.subprojects, basePath, path);
+        accumulator.append(project);
+    }
+}
+
+bool ProjectManager::hasDevScript(const QString& folderPath)
+{
+    const auto package =
+        ProjectFiles::readJsonObject(QDir(folderPath).filePath(QStringLiteral("package.json")));
+    if (!package) {
+        return false;
+    }
+    const QJsonValue scripts = package->value(QLatin1String("scripts"));
+    if (!scripts.isObject()) {
+        return false;
+    }
+    const QJsonObject scriptMap = scripts.toObject();
+    return std::any_of(devScriptNames().cbegin(), devScriptNames().cend(),
+                       [&](const QString& name) { return scriptMap.contains(name); });
+}
+
+const QSet<QString>& ProjectManager::ignoredFolders()
+{
+    static const QSet<QString> names{
+        QStringLiteral("node_modules"), QStringLiteral(".git"),        QStringLiteral("vendor"),
+        QStringLiteral("build"),        QStringLiteral("dist"),        QStringLiteral(".next"),
+        QStringLiteral("target"),       QStringLiteral("__pycache__"), QStringLiteral(".venv"),
+        QStringLiteral("Pods"),         QStringLiteral(".cache"),      QStringLiteral(".gradle"),
+        QStringLiteral("out"),          QStringLiteral("bin"),         QStringLiteral(".idea"),
+        QStringLiteral(".vscode"),
+    };
+    return names;
+}
+
+const QStringList& ProjectManager::devScriptNames()
+{
+    static const QStringList names{QStringLiteral("dev"), QStringLiteral("start"),
+                                   QStringLiteral("serve"), QStringLiteral("dev:server")};
+    return names;
+}
