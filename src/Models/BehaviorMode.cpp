@@ -22,7 +22,7 @@ QList<BehaviorMode> BehaviorMode::allCases()
     return {alwaysNewWindow, bringToFront, findURLWindow};
 }
 
-BehaviorMode BehaviorMode::fromRawValue(QStringView raw)
+BehaviorMode BehaviorMode::fromRawValue(const QString& raw)
 {
     for (const Row& row : rows) {
         if (raw == QLatin1String(row.raw)) {

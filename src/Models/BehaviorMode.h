@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QString>
-#include <QStringView>
 
 // What the main action does with the browser. Stored by raw value.
 class BehaviorMode
@@ -15,7 +14,7 @@ public:
 
     static QList<BehaviorMode> allCases();
     // Never fails: any text other than the three raw values gives findURLWindow.
-    static BehaviorMode fromRawValue(QStringView raw);
+    static BehaviorMode fromRawValue(const QString& raw);
 
     QString rawValue() const;
     QString displayName() const;

@@ -27,7 +27,7 @@ QList<Browser> Browser::allCases()
     return {auto_, chrome, firefox, edge};
 }
 
-std::optional<Browser> Browser::fromRawValue(QStringView raw)
+std::optional<Browser> Browser::fromRawValue(const QString& raw)
 {
     for (const Row& row : rows) {
         if (raw == QLatin1String(row.raw)) {

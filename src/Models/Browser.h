@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QString>
-#include <QStringView>
 
 #include <optional>
 
@@ -17,7 +16,7 @@ public:
     constexpr operator Value() const { return value; }
 
     static QList<Browser> allCases();
-    static std::optional<Browser> fromRawValue(QStringView raw);
+    static std::optional<Browser> fromRawValue(const QString& raw);
 
     QString rawValue() const;
     // "Auto", "Chrome", "Firefox", "Edge": used in error texts and pickers.

@@ -58,7 +58,7 @@ QList<ProjectType> ProjectType::allCases()
     return cases;
 }
 
-std::optional<ProjectType> ProjectType::fromRawValue(QStringView raw)
+std::optional<ProjectType> ProjectType::fromRawValue(const QString& raw)
 {
     for (const Row& row : rows) {
         if (raw == QLatin1String(row.raw)) {
@@ -99,8 +99,34 @@ ProjectType ProjectType::detect(const QString& folderPath)
             return row.value;
         }
     }
-
     if (!QFileInfo::exists(folder.filePath(QStringLiteral("index.html")))) {
+        return unknown;
+    }
+    // A folder that cannot be listed lists nothing, and so is no site.
+    return detect(folderPath, folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                                   QDir::NoDotAndDotDot,
+                                               QDir::NoSort));
+}
+
+ProjectType ProjectType::detect(const QString& folderPath, const QStringList& entryNames)
+{
+    const QDir folder(folderPath);
+    // Markers are existence tests: a listed name must also resolve (a dangling link does not).
+    auto exists = [&](const char* name) {
+        const QString fileName = QString::fromLatin1(name);
+        return entryNames.contains(fileName) && QFileInfo::exists(folder.filePath(fileName));
+    };
+
+    for (const Row& row : rows) {
+        if (row.value == static_ || row.value == unknown) {
+            continue;
+        }
+        if (exists(row.marker)) {
+            return row.value;
+        }
+    }
+
+    if (!exists("index.html")) {
         return unknown;
     }
     if (nonSiteFolderNames().contains(QFileInfo(folderPath).fileName().toLower())) {
@@ -108,15 +134,10 @@ ProjectType ProjectType::detect(const QString& folderPath)
     }
 
     // A lone page is not a site: it takes a style sheet, a second page or a script as well.
-    if (!folder.exists() || !QFileInfo(folderPath).isReadable()) {
-        return unknown;
-    }
-    const QStringList entries =
-        folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     int html = 0;
     int css = 0;
     int js = 0;
-    for (const QString& name : entries) {
+    for (const QString& name : entryNames) {
         if (name.endsWith(QLatin1String(".html"))) {
             ++html;
         } else if (name.endsWith(QLatin1String(".css"))) {

@@ -2,7 +2,7 @@
 
 #include <QList>
 #include <QString>
-#include <QStringView>
+#include <QStringList>
 
 #include <optional>
 
@@ -17,7 +17,7 @@ public:
     constexpr operator Value() const { return value; }
 
     static QList<ProjectType> allCases();
-    static std::optional<ProjectType> fromRawValue(QStringView raw);
+    static std::optional<ProjectType> fromRawValue(const QString& raw);
 
     QString rawValue() const;
     // The marker file that identifies the kind; empty for unknown.
@@ -28,6 +28,9 @@ public:
 
     // Decides the kind of the folder at `folderPath` (an absolute local path).
     static ProjectType detect(const QString& folderPath);
+    // The same decision from a listing of the folder the caller already has: every entry name,
+    // hidden ones included.
+    static ProjectType detect(const QString& folderPath, const QStringList& entryNames);
 
 private:
     Value value;

@@ -6,6 +6,8 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QRegularExpression>
 #include <QSet>
 
@@ -23,10 +25,56 @@ bool isValidPort(qint64 port)
     return port >= 1 && port <= 65535;
 }
 
-// The first valid port that any of `patterns` finds in the file, tried in order.
-std::optional<int> searchFile(const QString& path, std::initializer_list<const char*> patterns)
+// Names the scan already knows are absent are not opened at all.
+class Candidates
 {
-    const auto text = ProjectFiles::readText(path);
+public:
+    Candidates(const QString& projectPath, const QStringList* entryNames)
+        : folder(projectPath), names(entryNames)
+    {}
+
+    std::optional<QString> path(const QString& name) const
+    {
+        if (names && !names->contains(name)) {
+            return std::nullopt;
+        }
+        return folder.filePath(name);
+    }
+
+private:
+    QDir folder;
+    const QStringList* names;
+};
+
+// Patterns are compiled once and shared: the scan matches the same few hundred times.
+QRegularExpression compiled(const QString& pattern)
+{
+    static QMutex mutex;
+    static QHash<QString, QRegularExpression> cache;
+    QMutexLocker locker(&mutex);
+    auto it = cache.constFind(pattern);
+    if (it == cache.constEnd()) {
+        if (cache.size() > 256) {
+            cache.clear();
+        }
+        // (*ANY) makes every Unicode line ending a line boundary for ^ and $, not just line feeds.
+        QRegularExpression expression(QStringLiteral("(*ANY)") + pattern,
+                                      QRegularExpression::CaseInsensitiveOption |
+                                          QRegularExpression::MultilineOption);
+        expression.optimize();
+        it = cache.insert(pattern, expression);
+    }
+    return *it;
+}
+
+// The first valid port that any of `patterns` finds in the file, tried in order.
+std::optional<int> searchFile(const std::optional<QString>& path,
+                              std::initializer_list<const char*> patterns)
+{
+    if (!path) {
+        return std::nullopt;
+    }
+    const auto text = ProjectFiles::readText(*path);
     if (!text) {
         return std::nullopt;
     }
@@ -39,13 +87,13 @@ std::optional<int> searchFile(const QString& path, std::initializer_list<const c
 }
 
 // Searches "<stem>.<ext>" for each extension in turn; the first file with a valid port wins.
-std::optional<int> searchConfigFiles(const QDir& project, const char* stem,
+std::optional<int> searchConfigFiles(const Candidates& project, const char* stem,
                                      std::initializer_list<const char*> extensions,
                                      std::initializer_list<const char*> patterns)
 {
     for (const char* extension : extensions) {
         const QString name = QLatin1String(stem) + QLatin1Char('.') + QLatin1String(extension);
-        if (const auto port = searchFile(project.filePath(name), patterns)) {
+        if (const auto port = searchFile(project.path(name), patterns)) {
             return port;
         }
     }
@@ -64,7 +112,7 @@ QSet<QString> objectKeys(const QJsonObject& object, const char* section)
 
 } // namespace
 
-std::optional<PortDetector::PortSource> PortDetector::PortSource::fromRawValue(QStringView raw)
+std::optional<PortDetector::PortSource> PortDetector::PortSource::fromRawValue(const QString& raw)
 {
     for (int i = 0; i < static_cast<int>(std::size(portSourceRawValues)); ++i) {
         if (raw == QLatin1String(portSourceRawValues[i])) {
@@ -79,13 +127,14 @@ QString PortDetector::PortSource::rawValue() const
     return QString::fromLatin1(portSourceRawValues[static_cast<int>(value)]);
 }
 
-PortDetector::DetectionResult PortDetector::detect(const QString& projectPath)
+PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
+                                                   const QStringList* entryNames)
 {
-    const QDir project(projectPath);
+    const Candidates project(projectPath, entryNames);
 
     for (const char* envFile : {".env.local", ".env.development", ".env"}) {
         const auto port = searchFile(
-            project.filePath(QLatin1String(envFile)),
+            project.path(QLatin1String(envFile)),
             {R"((?:^|export\s+)PORT\s*=\s*(\d+))", R"((?:^|export\s+)VITE_PORT\s*=\s*(\d+))",
              R"((?:^|export\s+)DEV_PORT\s*=\s*(\d+))", R"((?:^|export\s+)SERVER_PORT\s*=\s*(\d+))",
              R"((?:^|export\s+)NEXT_PORT\s*=\s*(\d+))"});
@@ -94,7 +143,8 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath)
         }
     }
 
-    if (const auto port = parsePackageJson(project.filePath(QStringLiteral("package.json")))) {
+    const auto packageJson = project.path(QStringLiteral("package.json"));
+    if (const auto port = packageJson ? parsePackageJson(*packageJson) : std::nullopt) {
         return {port, PortSource::packageJson};
     }
 
@@ -104,11 +154,12 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath)
     }
 
     if (const auto port =
-            searchFile(project.filePath(QStringLiteral("vue.config.js")), {R"(port:\s*(\d+))"})) {
+            searchFile(project.path(QStringLiteral("vue.config.js")), {R"(port:\s*(\d+))"})) {
         return {port, PortSource::vueConfig};
     }
 
-    if (const auto port = parseAngularJson(project.filePath(QStringLiteral("angular.json")))) {
+    const auto angularJson = project.path(QStringLiteral("angular.json"));
+    if (const auto port = angularJson ? parseAngularJson(*angularJson) : std::nullopt) {
         return {port, PortSource::angularJson};
     }
 
@@ -117,15 +168,12 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath)
         return {port, PortSource::nuxtConfig};
     }
 
-    return detectDefaultPort(projectPath);
+    return packageJson ? detectDefaultPort(projectPath) : DetectionResult{};
 }
 
 std::optional<int> PortDetector::matchPort(const QString& text, const QString& pattern)
 {
-    // (*ANY) makes every Unicode line ending a line boundary for ^ and $, not just line feeds.
-    const QRegularExpression expression(QStringLiteral("(*ANY)") + pattern,
-                                        QRegularExpression::CaseInsensitiveOption |
-                                            QRegularExpression::MultilineOption);
+    const QRegularExpression expression = compiled(pattern);
     if (!expression.isValid() || expression.captureCount() < 1) {
         return std::nullopt;
     }

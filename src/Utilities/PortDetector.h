@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QString>
-#include <QStringView>
+#include <QStringList>
 
 #include <optional>
 
@@ -27,7 +27,7 @@ public:
         constexpr PortSource(Value value) : value(value) {}
         constexpr operator Value() const { return value; }
 
-        static std::optional<PortSource> fromRawValue(QStringView raw);
+        static std::optional<PortSource> fromRawValue(const QString& raw);
         QString rawValue() const;
 
     private:
@@ -42,8 +42,10 @@ public:
         bool operator==(const DetectionResult&) const = default;
     };
 
-    // `projectPath` is the project folder's absolute local path.
-    static DetectionResult detect(const QString& projectPath);
+    // `projectPath` is the project folder's absolute local path. A caller that has listed the
+    // folder may pass the entry names, so that files that are not there are not tried.
+    static DetectionResult detect(const QString& projectPath,
+                                  const QStringList* entryNames = nullptr);
 
     static std::optional<int> matchPort(const QString& text, const QString& pattern);
     static std::optional<int> parsePackageJson(const QString& filePath);

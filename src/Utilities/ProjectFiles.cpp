@@ -4,6 +4,8 @@
 #include <QJsonDocument>
 #include <QStringDecoder>
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,8 +30,8 @@ std::optional<QByteArray> ProjectFiles::read(const QString& path)
         ::close(fd);
         return std::nullopt;
     }
-    // Read at most one byte past the limit, in case the file grew after fstat.
-    QByteArray data = file.read(maxFileSize + 1);
+    // One byte past the size fstat saw tells a file that grew past the limit meanwhile.
+    QByteArray data = file.read(std::min<qint64>(info.st_size, maxFileSize) + 1);
     if (data.size() > maxFileSize || file.error() != QFileDevice::NoError) {
         return std::nullopt;
     }

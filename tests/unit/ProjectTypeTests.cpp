@@ -1,0 +1,169 @@
+#include "Models/ProjectType.h"
+
+#include "support/QtPrinters.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using TestSupport::makeDir;
+using TestSupport::writeFile;
+
+namespace {
+
+class ProjectTypeDetection : public ::testing::Test
+{
+protected:
+    // A folder named `name` inside the temporary root, holding the given files.
+    QString folder(const QString& name, const QStringList& files)
+    {
+        makeDir(root.path(), name);
+        for (const QString& file : files) {
+            writeFile(root.path(), name + QLatin1Char('/') + file, "x");
+        }
+        return QDir(root.path()).filePath(name);
+    }
+
+    QTemporaryDir root;
+};
+
+} // namespace
+
+TEST(ProjectTypeModel, RawValuesMarkersAndCommandsInDeclarationOrder)
+{
+    const QList<ProjectType> cases = ProjectType::allCases();
+    const char* raws[] = {"nodejs", "rust", "go",     "ruby",   "python",
+                          "php",    "java", "static", "unknown"};
+    const char* markers[] = {"package.json", "Cargo.toml",       "go.mod",
+                             "Gemfile",      "requirements.txt", "composer.json",
+                             "pom.xml",      "index.html",       ""};
+    ASSERT_EQ(cases.size(), 9);
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_EQ(cases.at(i).rawValue(), QLatin1String(raws[i]));
+        EXPECT_EQ(cases.at(i).markerFile(), QLatin1String(markers[i]));
+        EXPECT_EQ(ProjectType::fromRawValue(QLatin1String(raws[i])), cases.at(i));
+    }
+    EXPECT_FALSE(ProjectType::fromRawValue(QStringLiteral("Static")).has_value());
+    EXPECT_FALSE(ProjectType::fromRawValue(QString()).has_value());
+}
+
+TEST_F(ProjectTypeDetection, EmptyFolderIsUnknown)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("empty"), {})), ProjectType::unknown);
+}
+
+TEST_F(ProjectTypeDetection, EachMarkerGivesItsType)
+{
+    const std::pair<const char*, ProjectType> rows[] = {
+        {"package.json", ProjectType::nodejs},
+        {"Cargo.toml", ProjectType::rust},
+        {"go.mod", ProjectType::go},
+        {"Gemfile", ProjectType::ruby},
+        {"requirements.txt", ProjectType::python},
+        {"composer.json", ProjectType::php},
+        {"pom.xml", ProjectType::java},
+    };
+    for (const auto& [marker, type] : rows) {
+        const QString name = QStringLiteral("only-") + QLatin1String(marker);
+        EXPECT_EQ(ProjectType::detect(folder(name, {QLatin1String(marker)})), type) << marker;
+    }
+}
+
+TEST_F(ProjectTypeDetection, OnlyGoModIsGo)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("svc"), {QStringLiteral("go.mod")})),
+              ProjectType::go);
+}
+
+TEST_F(ProjectTypeDetection, NodeIsTestedBeforeRuby)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("app"), {QStringLiteral("Gemfile"),
+                                                                 QStringLiteral("package.json")})),
+              ProjectType::nodejs);
+}
+
+TEST_F(ProjectTypeDetection, FirstMarkerInTableOrderWins)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("both"), {QStringLiteral("package.json"),
+                                                                  QStringLiteral("Cargo.toml")})),
+              ProjectType::nodejs);
+    EXPECT_EQ(
+        ProjectType::detect(folder(
+            QStringLiteral("py"), {QStringLiteral("pom.xml"), QStringLiteral("requirements.txt")})),
+        ProjectType::python);
+    // A marker wins over a static site.
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("site"),
+                                         {QStringLiteral("index.html"), QStringLiteral("a.css"),
+                                          QStringLiteral("composer.json")})),
+              ProjectType::php);
+}
+
+TEST_F(ProjectTypeDetection, MarkerIsAnExistenceTestOnly)
+{
+    // Even a folder named like a marker counts: its contents are never read.
+    makeDir(root.path(), QStringLiteral("odd/Cargo.toml"));
+    EXPECT_EQ(ProjectType::detect(QDir(root.path()).filePath(QStringLiteral("odd"))),
+              ProjectType::rust);
+}
+
+TEST_F(ProjectTypeDetection, DistFolderWithPageAndScriptIsUnknown)
+{
+    const QStringList files{QStringLiteral("index.html"), QStringLiteral("app.js")};
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("dist"), files)), ProjectType::unknown);
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("Dist"), files)), ProjectType::unknown);
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("landing"), files)), ProjectType::static_);
+}
+
+TEST_F(ProjectTypeDetection, EveryNonSiteNameIsUnknown)
+{
+    const QStringList files{QStringLiteral("index.html"), QStringLiteral("style.css")};
+    for (const char* name :
+         {"docs", "documentation", "doc", "dist", "build", "out", "target", "public", "static",
+          "assets", "coverage", "test", "tests", ".next", ".nuxt", ".output", "DOCS", "Public"}) {
+        EXPECT_EQ(ProjectType::detect(folder(QLatin1String(name), files)), ProjectType::unknown)
+            << name;
+    }
+}
+
+TEST_F(ProjectTypeDetection, LonePageIsUnknown)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("page"), {QStringLiteral("index.html")})),
+              ProjectType::unknown);
+}
+
+TEST_F(ProjectTypeDetection, PageWithStyleSheetIsStatic)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s1"), {QStringLiteral("index.html"),
+                                                                QStringLiteral("style.css")})),
+              ProjectType::static_);
+}
+
+TEST_F(ProjectTypeDetection, PageWithSecondPageIsStatic)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s2"), {QStringLiteral("index.html"),
+                                                                QStringLiteral("about.html")})),
+              ProjectType::static_);
+}
+
+TEST_F(ProjectTypeDetection, SuffixTestIsCaseSensitive)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s3"),
+                                         {QStringLiteral("index.html"), QStringLiteral("STYLE.CSS"),
+                                          QStringLiteral("APP.JS")})),
+              ProjectType::unknown);
+}
+
+TEST_F(ProjectTypeDetection, IndexHtmlMustExistForAStaticSite)
+{
+    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s4"), {QStringLiteral("home.html"),
+                                                                QStringLiteral("style.css")})),
+              ProjectType::unknown);
+}
+
+TEST_F(ProjectTypeDetection, MissingFolderIsUnknown)
+{
+    EXPECT_EQ(ProjectType::detect(QDir(root.path()).filePath(QStringLiteral("gone"))),
+              ProjectType::unknown);
+}
