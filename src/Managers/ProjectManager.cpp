@@ -6,6 +6,7 @@
 #include <QCollator>
 #include <QCoro/QCoroFuture>
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QJsonValue>
 #include <QPointer>
@@ -64,25 +65,31 @@ QCoro::Task<> ProjectManager::scanFolder(QUrl folder)
     const bool granted = access->startAccessing(folder);
     const QPointer<ProjectManager> self(this);
 
-    const QString path = folder.toLocalFile();
-    const QList<Project> found = co_await QtConcurrent::run([path] { return scan(path); });
+    // The future is a named local: gcc 12 destroys temporaries of a co_await expression twice.
+    QFuture<QList<Project>> walk = QtConcurrent::run(&ProjectManager::scan, folder.toLocalFile());
+    const QList<Project> found = co_await walk;
 
     if (self) {
-        projectList = found;
-        Q_EMIT projectsChanged(projectList);
-
-        const bool selectionSurvives =
-            selection && std::any_of(found.cbegin(), found.cend(), [&](const Project& project) {
-                return project.id == selection->id;
-            });
-        if (!selectionSurvives) {
-            setSelectedProject(found.isEmpty() ? std::nullopt
-                                               : std::optional<Project>(found.first()));
-        }
+        self->publishScanResult(found);
     }
 
     if (granted) {
         access->stopAccessing(folder);
+    }
+}
+
+void ProjectManager::publishScanResult(const QList<Project>& found)
+{
+    projectList = found;
+    Q_EMIT projectsChanged(projectList);
+
+    // The selection stays only while a project with its identity is still listed.
+    const bool selectionSurvives =
+        selection && std::any_of(found.cbegin(), found.cend(), [&](const Project& project) {
+            return project.id == selection->id;
+        });
+    if (!selectionSurvives) {
+        setSelectedProject(found.isEmpty() ? std::nullopt : std::optional<Project>(found.first()));
     }
 }
 
@@ -100,32 +107,63 @@ void ProjectManager::scanRecursively(const QString& folderPath, int depth,
                                      QList<Project>& accumulator, const QString& basePath,
                                      const std::optional<QString>& parentPath)
 {
-    Q_UNUSED(parentPath);
     if (depth > maxDepth) {
         return;
     }
+    scanListedFolder(folderPath, listFolder(folderPath), depth, accumulator, basePath, parentPath);
+}
 
-    // Hidden entries are left out; symbolic links never count as folders, so a link back to a
-    // parent cannot make the walk loop.
-    const QFileInfoList entries =
-        QDir(folderPath)
-            .entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
+ProjectManager::FolderListing ProjectManager::listFolder(const QString& folderPath)
+{
+    FolderListing listing;
+    if (!QDir(folderPath).isReadable()) {
+        return listing;
+    }
+    listing.readable = true;
+    QDirIterator entries(folderPath,
+                         QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    while (entries.hasNext()) {
+        entries.next();
+        const QFileInfo entry = entries.fileInfo();
+        listing.names.append(entry.fileName());
+        // A symbolic link is never a folder here, so a link back to a parent cannot make the
+        // walk loop or multiply. (Checked first: isDir() would follow the link.)
+        if (!entry.isSymLink() && !entry.isHidden() && entry.isDir()) {
+            listing.subfolders.append(entry.fileName());
+        }
+    }
+    // The directory's own order is arbitrary; by name keeps scans reproducible.
+    std::sort(listing.subfolders.begin(), listing.subfolders.end());
+    return listing;
+}
 
-    for (const QFileInfo& entry : entries) {
-        const QString name = entry.fileName();
-        if (ignoredFolders().contains(name) || entry.isSymLink() || !entry.isDir()) {
+void ProjectManager::scanListedFolder(const QString& folderPath, const FolderListing& listing,
+                                      int depth, QList<Project>& accumulator,
+                                      const QString& basePath,
+                                      const std::optional<QString>& parentPath)
+{
+    if (depth > maxDepth) {
+        return;
+    }
+    for (const QString& name : listing.subfolders) {
+        if (ignoredFolders().contains(name)) {
             continue;
         }
-        const QString path = entry.absoluteFilePath();
-        const ProjectType type = ProjectType::detect(path);
+        const QString path = folderPath + QLatin1Char('/') + name;
+        // Each folder is listed once: the listing serves type detection, port detection and the
+        // walk below it.
+        const FolderListing contents = listFolder(path);
+        const ProjectType type = contents.readable ? ProjectType::detect(path, contents.names)
+                                                   : ProjectType::detect(path);
 
         if (type == ProjectType::unknown) {
             // A grouping folder: its projects join the list of its siblings.
-            scanRecursively(path, depth + 1, accumulator, basePath, parentPath);
+            scanListedFolder(path, contents, depth + 1, accumulator, basePath, parentPath);
             continue;
         }
 
-        const DetectionResult detection = PortDetector::detect(path);
+        const DetectionResult detection =
+            PortDetector::detect(path, contents.readable ? &contents.names : nullptr);
 
         Project project;
         project.id = QUuid::createUuid();
@@ -137,7 +175,7 @@ void ProjectManager::scanRecursively(const QString& folderPath, int depth,
         project.portSource = detection.source;
         project.relativePath =
             path.startsWith(basePath + QLatin1Char('/')) ? path.mid(basePath.size() + 1) : path;
-        scanRecursively(path, depth + 1, project.subprojects, basePath, path);
+        scanListedFolder(path, contents, depth + 1, project.subprojects, basePath, path);
         accumulator.append(project);
     }
 }

@@ -27,6 +27,10 @@ public:
     // list first, then the repaired selection.
     QCoro::Task<> scanFolder(QUrl folder) override;
 
+    // Replaces the list (published first), then repairs the selection: none or a vanished
+    // selection becomes the first project (or none); a selection still listed by id stays.
+    void publishScanResult(const QList<Project>& found);
+
     // The walk itself; blocking, safe on any thread. `folderPath`, `basePath` are local paths.
     static void scanRecursively(const QString& folderPath, int depth, QList<Project>& accumulator,
                                 const QString& basePath, const std::optional<QString>& parentPath);
@@ -40,6 +44,18 @@ public:
     static const QStringList& devScriptNames();
 
 private:
+    struct FolderListing
+    {
+        bool readable = false;
+        QStringList names;      // every entry, hidden ones included
+        QStringList subfolders; // visible real folders (never links), by name
+    };
+
+    static FolderListing listFolder(const QString& folderPath);
+    static void scanListedFolder(const QString& folderPath, const FolderListing& listing, int depth,
+                                 QList<Project>& accumulator, const QString& basePath,
+                                 const std::optional<QString>& parentPath);
+
     std::shared_ptr<FolderAccess> folderAccess;
     QList<Project> projectList;
     std::optional<Project> selection;
