@@ -4,6 +4,7 @@
 #include "Platform/OsascriptRunner.h"
 #include "Platform/SystemTools.h"
 #include "Utilities/BrowserScripts.h"
+#include "Utilities/ChildProcess.h"
 
 #include <QCoro/QCoroProcess>
 #include <QProcess>
@@ -105,10 +106,13 @@ QCoro::Task<> AppleScriptBrowserBackend::openFirefoxPrivate(QString openTool, QS
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
-    if (!co_await qCoro(process).start(QIODevice::ReadOnly)) {
+    // Awaited into named values: gcc 12 mishandles a co_await inside a condition.
+    const bool started = co_await ChildProcess::start(&process, QIODevice::ReadOnly);
+    if (!started) {
         throw BrowserError::scriptFailed(Browser::firefox, process.errorString());
     }
-    if (!co_await qCoro(process).waitForFinished(openDeadline)) {
+    const bool finished = co_await qCoro(process).waitForFinished(openDeadline);
+    if (!finished) {
         process.kill();
         co_await qCoro(process).waitForFinished(std::chrono::milliseconds(5000));
         throw BrowserError::timeout(Browser::firefox);

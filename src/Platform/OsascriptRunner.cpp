@@ -2,6 +2,7 @@
 
 #include "Models/BrowserError.h"
 #include "Platform/SystemTools.h"
+#include "Utilities/ChildProcess.h"
 
 #include <QCoro/QCoroProcess>
 #include <QProcess>
@@ -20,7 +21,7 @@ QCoro::Task<ScriptResult> OsascriptRunner::run(QString source)
 
     QProcess process;
     process.setProgram(tool);
-    const bool started = co_await qCoro(process).start(QIODevice::ReadWrite);
+    const bool started = co_await ChildProcess::start(&process, QIODevice::ReadWrite);
     if (!started) {
         ScriptResult result;
         result.created = false;

@@ -146,7 +146,9 @@ QCoro::Task<bool> LinuxBrowserBackend::findTab(Browser browser, QString address)
             if (!port) {
                 continue;
             }
-            if (co_await ChromiumDevTools::activateTab(*port, address)) {
+            // Awaited into a named value: gcc 12 mishandles a co_await inside a condition.
+            const bool activated = co_await ChromiumDevTools::activateTab(*port, address);
+            if (activated) {
                 const QList<qint64> pids = co_await runningInstances(browser);
                 co_await raiseWindow(browser, pids);
                 co_return true;
