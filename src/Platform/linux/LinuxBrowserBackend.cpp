@@ -36,13 +36,11 @@ std::optional<BrowserError> launchDetached(Browser browser, const QStringList& a
     return std::nullopt;
 }
 
-QCoro::Task<> launch(Browser browser, QStringList arguments)
+// The blocking helpers below run on worker threads and are plain functions returning futures:
+// gcc 12 miscompiles a lambda inside a coroutine that captures the coroutine's parameters.
+QFuture<std::optional<BrowserError>> launch(Browser browser, const QStringList& arguments)
 {
-    const std::optional<BrowserError> error = co_await QtConcurrent::run(
-        [browser, arguments] { return launchDetached(browser, arguments); });
-    if (error) {
-        throw *error;
-    }
+    return QtConcurrent::run([browser, arguments] { return launchDetached(browser, arguments); });
 }
 
 // Window class names of each browser's windows, for windows that do not name their process.
@@ -62,16 +60,16 @@ QStringList windowClasses(Browser browser)
     return {};
 }
 
-QCoro::Task<QList<qint64>> runningInstances(Browser browser)
+QFuture<QList<qint64>> runningInstances(Browser browser)
 {
     const QStringList names = BrowserExecutables::processNames(browser);
-    co_return co_await QtConcurrent::run([names] { return ProcessTable::pidsNamed(names); });
+    return QtConcurrent::run([names] { return ProcessTable::pidsNamed(names); });
 }
 
-QCoro::Task<bool> raiseWindow(Browser browser, QList<qint64> pids)
+QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids)
 {
     const QStringList classes = windowClasses(browser);
-    co_return co_await QtConcurrent::run(
+    return QtConcurrent::run(
         [pids, classes] { return X11WindowActivator::activate(pids, classes); });
 }
 
@@ -80,7 +78,10 @@ QCoro::Task<> bringForward(Browser browser)
 {
     const QList<qint64> pids = co_await runningInstances(browser);
     if (pids.isEmpty()) {
-        co_await launch(browser, QStringList());
+        const std::optional<BrowserError> error = co_await launch(browser, QStringList());
+        if (error) {
+            throw *error;
+        }
         co_return;
     }
     // A browser without a window on this display (or no display at all) has nothing to raise.
@@ -177,7 +178,10 @@ QCoro::Task<> LinuxBrowserBackend::openPrivateWindow(Browser browser, QString ur
     }
     // Named first: gcc 12 cannot keep a braced list alive across a co_await.
     const QStringList arguments{privateWindowFlag(browser), url};
-    co_await launch(browser, arguments);
+    const std::optional<BrowserError> error = co_await launch(browser, arguments);
+    if (error) {
+        throw *error;
+    }
 }
 
 QCoro::Task<> LinuxBrowserBackend::reload(Browser browser)
