@@ -98,6 +98,9 @@ TEST(BrowserErrorTest, NumberMapping)
               BrowserError::scriptFailed(Browser::edge, message));
     EXPECT_EQ(BrowserError::from(scriptError(qlonglong(-1743), message), Browser::chrome),
               BrowserError::browserNotFound(Browser::chrome));
+    EXPECT_EQ(BrowserError::from(scriptError(QVariant::fromValue<short>(-1712), message),
+                                 Browser::chrome),
+              BrowserError::timeout(Browser::chrome));
 }
 
 TEST(BrowserErrorTest, PermissionCaseOnlyThroughMinus10006)
