@@ -31,14 +31,27 @@ BrowserError BrowserError::unknown(const QString& message)
 
 BrowserError BrowserError::from(const QVariantMap& appleScriptError, Browser browser)
 {
+    // Any integer type counts (a runner may report a long); text or a fraction does not.
     const QVariant numberValue = appleScriptError.value(errorNumberKey);
-    bool isInteger = false;
     int number = -1;
-    if (numberValue.typeId() == QMetaType::Int || numberValue.typeId() == QMetaType::LongLong) {
-        number = numberValue.toInt(&isInteger);
+    switch (numberValue.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort: {
+        bool fits = false;
+        const int value = numberValue.toInt(&fits);
+        if (fits) {
+            number = value;
+        }
+        break;
     }
-    if (!isInteger) {
-        number = -1;
+    default:
+        break;
     }
 
     const QVariant messageValue = appleScriptError.value(errorMessageKey);

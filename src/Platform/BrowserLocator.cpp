@@ -1,24 +1,38 @@
 #include "Platform/BrowserLocator.h"
 
+#include <QMutex>
+#include <QMutexLocker>
+
 namespace {
 
-std::shared_ptr<BrowserLocator>& installed()
+struct SharedLocator
 {
-    static std::shared_ptr<BrowserLocator> locator;
-    return locator;
+    QMutex mutex;
+    std::shared_ptr<BrowserLocator> locator;
+};
+
+SharedLocator& installed()
+{
+    static SharedLocator instance;
+    return instance;
 }
 
 } // namespace
 
 BrowserLocator& BrowserLocator::shared()
 {
-    if (!installed()) {
-        installed() = makeSystemLocator();
+    // Read from worker threads too (auto is resolved off the main thread).
+    SharedLocator& state = installed();
+    QMutexLocker locker(&state.mutex);
+    if (!state.locator) {
+        state.locator = makeSystemLocator();
     }
-    return *installed();
+    return *state.locator;
 }
 
 void BrowserLocator::setShared(std::shared_ptr<BrowserLocator> locator)
 {
-    installed() = std::move(locator);
+    SharedLocator& state = installed();
+    QMutexLocker locker(&state.mutex);
+    state.locator = std::move(locator);
 }

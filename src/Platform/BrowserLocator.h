@@ -18,8 +18,10 @@ public:
     virtual bool isInstalled(Browser browser) const = 0;
 
     // The identifier of the application that opens plain http addresses, in the catalogue's
-    // bundle-identifier terms ("com.google.Chrome", ...) when it is one of ours, or some other
-    // non-empty identifier for any other browser; nullopt when there is none.
+    // bundle-identifier terms ("com.google.Chrome", ...) when it is one of ours, some other
+    // identifier for any other browser, an empty one when the application has none or cannot
+    // be told; nullopt when no application opens such addresses. May block: call it off the
+    // main thread.
     virtual std::optional<QString> defaultBrowserIdentifier() const = 0;
 
     // The locator of this platform, or the one a test installed.

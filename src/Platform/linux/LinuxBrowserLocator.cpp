@@ -1,27 +1,12 @@
 #include "Platform/BrowserLocator.h"
 
+#include "Platform/linux/BrowserExecutables.h"
+
 #include <QProcess>
 #include <QStandardPaths>
 #include <QStringList>
 
 namespace {
-
-// Executable names per browser, in the order they are looked for on PATH.
-QStringList executables(Browser browser)
-{
-    switch (browser) {
-    case Browser::chrome:
-        return {QStringLiteral("google-chrome-stable"), QStringLiteral("google-chrome"),
-                QStringLiteral("chromium"), QStringLiteral("chromium-browser")};
-    case Browser::edge:
-        return {QStringLiteral("microsoft-edge-stable"), QStringLiteral("microsoft-edge")};
-    case Browser::firefox:
-        return {QStringLiteral("firefox"), QStringLiteral("firefox-esr")};
-    case Browser::auto_:
-        break;
-    }
-    return {};
-}
 
 // Maps a desktop entry name ("google-chrome.desktop") to the catalogue's identifier, so the
 // default-browser logic compares the same identifiers on every platform.
@@ -32,7 +17,7 @@ QString identifierForDesktopEntry(const QString& entry)
         name.chop(8);
     }
     for (const Browser browser : {Browser::chrome, Browser::firefox, Browser::edge}) {
-        for (const QString& executable : executables(browser)) {
+        for (const QString& executable : BrowserExecutables::names(browser)) {
             if (name == executable || name.startsWith(executable + QLatin1Char('_'))) {
                 return browser.bundleIdentifier();
             }
@@ -56,28 +41,26 @@ class LinuxBrowserLocator final : public BrowserLocator
 public:
     bool isInstalled(Browser browser) const override
     {
-        for (const QString& executable : executables(browser)) {
-            if (!QStandardPaths::findExecutable(executable).isEmpty()) {
-                return true;
-            }
-        }
-        return false;
+        return !BrowserExecutables::find(browser).isEmpty();
     }
 
     std::optional<QString> defaultBrowserIdentifier() const override
     {
+        // Without a working xdg-settings the default is unknown rather than absent: an empty
+        // identifier lets the installed browsers decide.
         const QString tool = QStandardPaths::findExecutable(QStringLiteral("xdg-settings"));
         if (tool.isEmpty()) {
-            return std::nullopt;
+            return QString();
         }
         QProcess process;
+        process.setStandardInputFile(QProcess::nullDevice());
         process.setStandardErrorFile(QProcess::nullDevice());
         process.start(tool, {QStringLiteral("get"), QStringLiteral("default-web-browser")});
         if (!process.waitForFinished(5000) || process.exitStatus() != QProcess::NormalExit ||
             process.exitCode() != 0) {
             process.kill();
             process.waitForFinished(1000);
-            return std::nullopt;
+            return QString();
         }
         const QString entry = QString::fromUtf8(process.readAllStandardOutput()).trimmed();
         if (entry.isEmpty()) {
