@@ -20,9 +20,11 @@ namespace {
 
 Q_LOGGING_CATEGORY(hotKeyLog, "wisp.hotkey")
 
+// The display of Qt's own X connection. Only the xcb platform reads key events from it (the
+// offscreen platform may hand out a display too, whose events nobody would see).
 Display* x11Display()
 {
-    if (!qGuiApp) {
+    if (!qGuiApp || QGuiApplication::platformName() != QLatin1String("xcb")) {
         return nullptr;
     }
     auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
