@@ -19,6 +19,13 @@ ProjectSwitcher::ProjectSwitcher(SettingsManager* settingsManager, ServerManagin
     , browserManager(browserManager)
 {}
 
+ProjectSwitcher::~ProjectSwitcher()
+{
+    if (currentSwitchTask) {
+        currentSwitchTask->cancel();
+    }
+}
+
 void ProjectSwitcher::projectSelected(const Project& project)
 {
     settingsManager->setIsCustomURLActive(false);

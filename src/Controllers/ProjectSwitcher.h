@@ -40,6 +40,8 @@ public:
     ProjectSwitcher(SettingsManager* settingsManager, ServerManaging* serverManager,
                     ProjectManaging* projectManager, BrowserManaging* browserManager,
                     QObject* parent = nullptr);
+    // A switch still under way is cancelled; it ends at its next check point.
+    ~ProjectSwitcher() override;
 
     // Choosing a project in the menu. Always leaves custom-address mode; the project already
     // selected only rebuilds the menu.

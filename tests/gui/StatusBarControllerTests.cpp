@@ -539,6 +539,8 @@ TEST_F(StatusBarControllerTest, MenuRebuildDuringItsOwnActionIsSafe)
     // until the event loop deletes it.
     ASSERT_TRUE(TestSupport::waitUntil([&] { return projectManager.selectedProject() == api; }));
     EXPECT_FALSE(menu()->actions().contains(item));
+    ASSERT_TRUE(TestSupport::waitUntil(
+        [&] { return controller->switcher().currentSwitchTask->isFinished(); }));
 }
 
 TEST(StatusMenuPositionTest, MenuHangsBelowTheIconOrAboveItAtTheBottomOfTheScreen)

@@ -403,6 +403,7 @@ TEST_F(ProjectSwitcherTest, SwitchThatOutlivesTheSwitcherJustEnds)
     delete doomed;
     startGate.open();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return task.isFinished(); }));
+    EXPECT_TRUE(task.isCancelled());
     EXPECT_FALSE(log.contains(QStringLiteral("✅ [StatusBarController] Server start command sent")));
     EXPECT_TRUE(serverManager.callsStartingWith(QStringLiteral("checkPort")).isEmpty());
 }
