@@ -1,0 +1,72 @@
+#pragma once
+
+#include "App/Alert.h"
+#include "Models/BrowserError.h"
+#include "Models/Project.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QPointer>
+
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class AlertPresenter;
+class ServerManaging;
+class SystemSettingsOpener;
+
+// The application's alerts and what their answers lead to: the question before a server is
+// started (and the start, the pause and the browser opening that follow), browser errors with
+// their way out, any other error, and the "No project selected" notice.
+class AlertCoordinator : public QObject
+{
+    Q_OBJECT
+public:
+    static inline const QString automationSettingsAddress = QStringLiteral(
+        "x-apple.systempreferences:com.apple.preference.security?Privacy_Automation");
+
+    // With no opener, the platform's own.
+    AlertCoordinator(ServerManaging* serverManager, std::shared_ptr<AlertPresenter> presenter,
+                     std::shared_ptr<SystemSettingsOpener> settingsOpener = nullptr,
+                     QObject* parent = nullptr);
+
+    // The alerts as data.
+    static Alert startServerAlert(const Project& project);
+    // "Browser Error" stands in for a missing description.
+    static Alert browserErrorAlert(BrowserError::Case errorCase, const QString& description,
+                                   const std::optional<QString>& recoverySuggestion);
+    static Alert browserErrorAlert(const BrowserError& error);
+    static Alert genericErrorAlert(const QString& description);
+    static Alert noProjectSelectedAlert();
+
+    // Asks whether to start the project's server; on "Start Server" starts the task below.
+    void showStartServerAlert(const Project& project);
+    // Starts the server, pauses `serverStartPause` (no port check) and opens the browser on
+    // the project's local address; failures end in the error alerts.
+    QCoro::Task<> startServerAndOpenBrowser(Project project);
+
+    void showBrowserError(const BrowserError& error);
+    void showGenericError(const std::exception& error);
+    // showBrowserError for a BrowserError, showGenericError for anything else.
+    void showError(const std::exception& error);
+    void showNoProjectSelectedAlert();
+
+    // Opens an address in the browser the way the main action does (set by the owner).
+    std::function<QCoro::Task<>(QString url)> openBrowserWindow;
+    // Shows the settings popover (set by the owner).
+    std::function<void()> showSettings;
+    // Gives a just-started development server time to bind its port.
+    std::chrono::milliseconds serverStartPause{2000};
+
+Q_SIGNALS:
+    // The task after "Start Server" has ended, however it ended.
+    void startServerFlowEnded();
+
+private:
+    QPointer<ServerManaging> serverManager;
+    std::shared_ptr<AlertPresenter> presenter;
+    std::shared_ptr<SystemSettingsOpener> settingsOpener;
+};

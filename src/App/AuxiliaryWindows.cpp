@@ -1,0 +1,101 @@
+#include "App/AuxiliaryWindows.h"
+
+#include "Managers/SettingsManager.h"
+#include "Protocols/ProjectManaging.h"
+#include "Protocols/ServerManaging.h"
+#include "Utilities/Log.h"
+#include "Views/OnboardingView.h"
+#include "Views/SettingsPopover.h"
+#include "Views/SettingsView.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QVBoxLayout>
+
+AuxiliaryWindows::AuxiliaryWindows(SettingsManager* settingsManager,
+                                   ProjectManaging* projectManager, ServerManaging* serverManager,
+                                   PermissionsManager* permissionsManager,
+                                   HotKeyManager* hotKeyManager, QObject* parent)
+    : QObject(parent)
+    , settingsManager(settingsManager)
+    , projectManager(projectManager)
+    , serverManager(serverManager)
+    , permissionsManager(permissionsManager)
+    , hotKeyManager(hotKeyManager)
+{}
+
+AuxiliaryWindows::~AuxiliaryWindows()
+{
+    delete onboardingWindow;
+    delete settingsPopover;
+}
+
+void AuxiliaryWindows::showSettings()
+{
+    if (!settingsPopover) {
+        settingsPopover = new SettingsPopover();
+    }
+    settingsPopover->setContent(new SettingsView(settingsManager, projectManager, serverManager,
+                                                 permissionsManager, folderChooser));
+
+    QRect anchor = statusItemGeometry ? statusItemGeometry() : QRect();
+    if (!anchor.isValid() || anchor.isEmpty()) {
+        anchor = QRect(QCursor::pos(), QSize(1, 1));
+    }
+    settingsPopover->showRelativeTo(anchor);
+}
+
+void AuxiliaryWindows::showOnboarding()
+{
+    if (onboardingWindow) {
+        onboardingWindow->deleteLater();
+    }
+    auto* window = new QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                            Qt::WindowCloseButtonHint);
+    window->setWindowTitle(QStringLiteral("wisp"));
+    window->setAttribute(Qt::WA_DeleteOnClose, false);
+
+    const QPointer<AuxiliaryWindows> self(this);
+    auto* view = new OnboardingView(
+        settingsManager, permissionsManager, projectManager, hotKeyManager,
+        [self]() {
+            if (self) {
+                self->onboardingCompleted();
+            }
+        },
+        folderChooser, window);
+    auto* layout = new QVBoxLayout(window);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(view);
+    window->setFixedSize(onboardingWidth, onboardingHeight);
+
+    onboardingWindow = window;
+    window->show();
+    // Centred with its frame, which is known once the window is shown.
+    if (QScreen* screen = QGuiApplication::primaryScreen()) {
+        QRect frame = window->frameGeometry();
+        frame.moveCenter(screen->availableGeometry().center());
+        window->move(frame.topLeft());
+    }
+    window->raise();
+    window->activateWindow();
+}
+
+void AuxiliaryWindows::onboardingCompleted()
+{
+    if (onboardingWindow) {
+        onboardingWindow->close();
+        // Deleted later: the finishing click is still being delivered inside it.
+        onboardingWindow->deleteLater();
+        onboardingWindow = nullptr;
+    }
+    const std::optional<Project> selected =
+        projectManager ? projectManager->selectedProject() : std::nullopt;
+    const int port = selected ? selected->port : 3000;
+    Log::line(QStringLiteral("🚀 [AppDelegate] Onboarding complete - starting polling on port %1")
+                  .arg(port));
+    if (serverManager) {
+        serverManager->startPolling(port);
+    }
+}

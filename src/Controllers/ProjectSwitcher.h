@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Models/Project.h"
+#include "Utilities/Cancellation.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QPointer>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class BrowserManaging;
+class ProjectManaging;
+class ServerManaging;
+class SettingsManager;
+
+// Switches the selected project: stops whatever listens on the old project's port, selects the
+// new project, starts its server, waits for its port and opens it in the browser. One
+// cancellable task per switch; a newer choice cancels the older switch, which stops at its next
+// check point.
+class ProjectSwitcher : public QObject
+{
+    Q_OBJECT
+public:
+    // Handle of one switch: cancel it, or ask whether it has ended.
+    class SwitchTask
+    {
+    public:
+        void cancel() const { token.cancel(); }
+        bool isCancelled() const { return token.isCancelled(); }
+        bool isFinished() const { return *finished; }
+
+        CancellationToken token;
+        std::shared_ptr<bool> finished = std::make_shared<bool>(false);
+    };
+
+    ProjectSwitcher(SettingsManager* settingsManager, ServerManaging* serverManager,
+                    ProjectManaging* projectManager, BrowserManaging* browserManager,
+                    QObject* parent = nullptr);
+    // A switch still under way is cancelled; it ends at its next check point.
+    ~ProjectSwitcher() override;
+
+    // Choosing a project in the menu. Always leaves custom-address mode; the project already
+    // selected only rebuilds the menu.
+    void projectSelected(const Project& project);
+
+    // The switch itself; ends early, with a log line, at the first check point that finds
+    // `token` cancelled.
+    QCoro::Task<> switchProject(Project project, CancellationToken token);
+
+    // The latest switch; a finished one stays until the next switch replaces it.
+    std::optional<SwitchTask> currentSwitchTask;
+
+    // Wait between port checks, and the number of checks before the browser opens anyway.
+    std::chrono::milliseconds checkInterval{500};
+    int maxChecks = 20;
+
+    // Rebuilds the status menu.
+    std::function<void()> rebuildMenu;
+
+Q_SIGNALS:
+    // A switch task has ended, however it ended.
+    void switchEnded();
+
+private:
+    QCoro::Task<> run(Project project, SwitchTask task);
+
+    QPointer<SettingsManager> settingsManager;
+    QPointer<ServerManaging> serverManager;
+    QPointer<ProjectManaging> projectManager;
+    QPointer<BrowserManaging> browserManager;
+};

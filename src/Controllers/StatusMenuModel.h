@@ -1,0 +1,70 @@
+#pragma once
+
+#include "Controllers/StatusMenuItem.h"
+#include "Models/ServerStatus.h"
+
+#include <QKeySequence>
+
+// What the status menu is built from.
+struct StatusMenuState
+{
+    bool isCustomURLActive = false;
+    bool hasCustomURL = false;
+    QString customURL;
+    QList<Project> projects;
+    std::optional<Project> selectedProject;
+    ServerStatus status = ServerStatus::unknown;
+    // The stored global shortcut: a Carbon virtual key code and Carbon modifier bits.
+    qint64 hotKeyCode = 0;
+    qint64 hotKeyModifiers = 0;
+};
+
+// The status menu as data, built from scratch from the state.
+class StatusMenuModel
+{
+public:
+    StatusMenuModel() = delete;
+
+    // The server item is found again by this tag; no other item carries one.
+    static constexpr int serverItemTag = 200;
+
+    // Menu modifier flags, in the platform menu's own encoding.
+    static constexpr std::uint64_t commandModifier = 0x100000;
+    static constexpr std::uint64_t shiftModifier = 0x20000;
+    static constexpr std::uint64_t optionModifier = 0x80000;
+    static constexpr std::uint64_t controlModifier = 0x40000;
+
+    // Carbon modifier bits of the stored shortcut.
+    static constexpr std::uint32_t carbonCommand = 0x100;
+    static constexpr std::uint32_t carbonShift = 0x200;
+    static constexpr std::uint32_t carbonOption = 0x800;
+    static constexpr std::uint32_t carbonControl = 0x1000;
+
+    static QList<StatusMenuItem> build(const StatusMenuState& state);
+
+    // The tag-200 item for the current selection and server state.
+    static StatusMenuItem serverItem(const std::optional<Project>& selectedProject,
+                                     ServerStatus status);
+
+    struct ServerActionTitle
+    {
+        QString title;
+        bool enabled = true;
+    };
+    static ServerActionTitle serverActionTitle(const Project& project, ServerStatus status);
+
+    // One project item; the caller sets the represented project and the tooltip.
+    static StatusMenuItem createProjectMenuItem(const QString& name, int port,
+                                                StatusMenuItem::Action action, bool isSelected);
+
+    // The stored key code as a key equivalent: the unshifted lowercase character of one of the
+    // 47 character keys of the ANSI layout, else empty. Code 0 means "no shortcut" and gives
+    // empty text, although it is the A key: a shortcut on A is shown without key equivalent.
+    static QString hotkeyKeyEquivalent(qint64 keyCode);
+    // The stored Carbon modifiers as menu modifier flags; empty for key code 0.
+    static std::uint64_t hotkeyModifierMask(qint64 keyCode, qint64 carbonModifiers);
+
+    // The QKeySequence that shows a key equivalent with its menu modifier flags.
+    static QKeySequence keySequence(const QString& keyEquivalent, std::uint64_t modifierMask);
+    static Qt::KeyboardModifiers qtModifiers(std::uint64_t modifierMask);
+};

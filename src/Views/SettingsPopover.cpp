@@ -1,0 +1,66 @@
+#include "Views/SettingsPopover.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTimer>
+#include <QVBoxLayout>
+
+SettingsPopover::SettingsPopover(QWidget* parent)
+    : QFrame(parent, Qt::Popup | Qt::FramelessWindowHint)
+{
+    setFrameShape(QFrame::StyledPanel);
+    setAttribute(Qt::WA_DeleteOnClose, false);
+    setFocusPolicy(Qt::ClickFocus);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+}
+
+void SettingsPopover::setContent(QWidget* content)
+{
+    if (currentContent) {
+        currentContent->hide();
+        currentContent->deleteLater();
+    }
+    currentContent = content;
+    if (content) {
+        layout()->addWidget(content);
+    }
+    adjustSize();
+}
+
+void SettingsPopover::showRelativeTo(const QRect& anchor)
+{
+    QScreen* screen = QGuiApplication::screenAt(anchor.center());
+    if (!screen) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    const QRect screenGeometry = screen ? screen->availableGeometry() : QRect();
+    move(position(anchor, sizeHint().expandedTo(size()), screenGeometry));
+    show();
+    raise();
+    activateWindow();
+    // No text field starts out focused.
+    const QPointer<SettingsPopover> self(this);
+    QTimer::singleShot(0, this, [self]() {
+        if (self) {
+            self->setFocus(Qt::OtherFocusReason);
+        }
+    });
+}
+
+QPoint SettingsPopover::position(const QRect& anchor, const QSize& size, const QRect& screen)
+{
+    QPoint topLeft(anchor.center().x() - size.width() / 2, anchor.bottom() + 1);
+    if (!screen.isValid()) {
+        return topLeft;
+    }
+    // A tray at the bottom of the screen: the panel goes above the icon instead.
+    if (topLeft.y() + size.height() > screen.bottom() + 1) {
+        topLeft.setY(anchor.top() - size.height());
+    }
+    topLeft.setX(
+        qBound(screen.left(), topLeft.x(), qMax(screen.left(), screen.right() + 1 - size.width())));
+    topLeft.setY(
+        qBound(screen.top(), topLeft.y(), qMax(screen.top(), screen.bottom() + 1 - size.height())));
+    return topLeft;
+}
