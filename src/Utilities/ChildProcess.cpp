@@ -1,0 +1,82 @@
+#include "Utilities/ChildProcess.h"
+
+#include <QCoro/QCoroProcess>
+#include <QProcess>
+
+#include <coroutine>
+#include <memory>
+
+namespace {
+
+// Resumes on whichever comes first, QProcess::started or a FailedToStart error. Copyable (the
+// connections live in shared state); the outcome is taken from the signal itself, so a child that
+// has already exited again by the time the coroutine runs still counts as started.
+class StartAwaiter
+{
+public:
+    explicit StartAwaiter(QProcess* process) : process(process), shared(std::make_shared<Shared>())
+    {}
+
+    bool await_ready() const noexcept { return process->state() != QProcess::Starting; }
+
+    void await_suspend(std::coroutine_handle<> handle)
+    {
+        auto state = shared;
+        auto finish = [state, handle](bool started) {
+            if (state->done) {
+                return;
+            }
+            state->done = true;
+            state->started = started;
+            QObject::disconnect(state->startedConnection);
+            QObject::disconnect(state->errorConnection);
+            handle.resume();
+        };
+        // Queued: the coroutine carries on outside QProcess's own signal emission.
+        state->startedConnection = QObject::connect(
+            process, &QProcess::started, process, [finish] { finish(true); }, Qt::QueuedConnection);
+        state->errorConnection = QObject::connect(
+            process, &QProcess::errorOccurred, process,
+            [finish](QProcess::ProcessError error) {
+                if (error == QProcess::FailedToStart) {
+                    finish(false);
+                }
+            },
+            Qt::QueuedConnection);
+    }
+
+    bool await_resume() const
+    {
+        return shared->done ? shared->started : process->state() != QProcess::NotRunning;
+    }
+
+private:
+    struct Shared
+    {
+        bool done = false;
+        bool started = false;
+        QMetaObject::Connection startedConnection;
+        QMetaObject::Connection errorConnection;
+    };
+
+    QProcess* process;
+    std::shared_ptr<Shared> shared;
+};
+
+} // namespace
+
+namespace ChildProcess {
+
+QCoro::Task<bool> launch(QProcess* process)
+{
+    process->start();
+    co_return co_await StartAwaiter(process);
+}
+
+QCoro::Task<> waitForExit(QProcess* process)
+{
+    // No time limit: a child is waited for until it exits.
+    co_await qCoro(process).waitForFinished(-1);
+}
+
+} // namespace ChildProcess
