@@ -52,10 +52,11 @@ bool isRunning(const QPointer<QProcess>& process)
     return process && process->state() != QProcess::NotRunning;
 }
 
-// Strict UTF-8: output that does not decode counts as empty.
+// Strict UTF-8 (a sequence cut off at the end is invalid too): output that does not decode
+// counts as empty.
 QString decodeOutput(const QByteArray& data)
 {
-    QStringDecoder decoder(QStringDecoder::Utf8);
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder.decode(data);
     return decoder.hasError() ? QString() : text;
 }

@@ -74,7 +74,8 @@ QString ServerOutput::filePath(int port, Channel channel)
 
 std::optional<QString> ServerOutput::decodeChunk(const QByteArray& data)
 {
-    QStringDecoder decoder(QStringDecoder::Utf8);
+    // Stateless: a chunk that ends inside a character is invalid, not held back for the next.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decoder.decode(data);
     if (decoder.hasError()) {
         return std::nullopt;

@@ -16,7 +16,7 @@ class QProcess;
 // with wisp, and a server that writes after that gets SIGPIPE (or EPIPE) and usually dies, yet a
 // server wisp started has to keep running when wisp quits. A file has no reader to lose.
 //
-// A change notice arrives after the first write of a burst; reading a few milliseconds later
+// A change notice arrives after the first write of a burst; reading a moment (coalesceMs) later
 // takes the whole burst as one chunk, much as a pipe reader would (a tool such as env writes one
 // message in several pieces).
 //
@@ -28,7 +28,7 @@ class ServerOutput : public QObject
 public:
     enum class Channel { standardOutput, standardError };
 
-    static constexpr int coalesceMs = 20;
+    static constexpr int coalesceMs = 50;
 
     // Prepares empty files for `port` and redirects `process` into them; becomes a child of
     // `process`. Without a usable folder the output is discarded, with a log line saying so.
