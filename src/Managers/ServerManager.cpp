@@ -19,8 +19,6 @@
 #include <memory>
 #include <unistd.h>
 
-using namespace std::chrono_literals;
-
 namespace {
 
 // Ends security-scoped access to the project folder on every way out of a start.
@@ -261,7 +259,9 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
 
     if (!self) {
         // The manager went away while the child started: treat it as tracked and let it go.
-        child->terminate();
+        if (child) {
+            child->terminate();
+        }
         co_return;
     }
     runningProcess = child;
