@@ -119,7 +119,7 @@ TEST(PortQuery, AsksForTcpListenersOnThePortAsBareProcessIds)
               (QStringList{"-i", ":5173", "-sTCP:LISTEN", "-t"}));
 }
 
-TEST(KillScripts, PoliteScriptIsTheDocumentedTextForMacOsLsof)
+TEST(KillScripts, PoliteScriptTextIsExactForMacOsLsof)
 {
     const QString expected = QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 2>/dev/null)
     if [ -n "$PIDS" ]; then
@@ -139,7 +139,7 @@ TEST(KillScripts, PoliteScriptIsTheDocumentedTextForMacOsLsof)
     EXPECT_EQ(ServerManager::politeKillScript(3000, QStringLiteral("/usr/sbin/lsof")), expected);
 }
 
-TEST(KillScripts, ForcefulScriptIsTheDocumentedTextForMacOsLsof)
+TEST(KillScripts, ForcefulScriptTextIsExactForMacOsLsof)
 {
     const QString expected = QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 2>/dev/null)
     if [ -n "$PIDS" ]; then
