@@ -1,50 +1,67 @@
 #include "Utilities/ChildProcess.h"
 
+#include <QCoro/QCoroProcess>
 #include <QProcess>
 
-#include <array>
 #include <coroutine>
 #include <memory>
 
 namespace {
 
-// Suspends until the process has started or failed to start. The coroutine is resumed from
-// the event loop rather than inside the signal, because it may delete the process at once.
-class StartedOrFailed
+// Resumes on whichever comes first, QProcess::started or a FailedToStart error. Copyable (the
+// connections live in shared state); the outcome is taken from the signal itself, so a child that
+// has already exited again by the time the coroutine runs still counts as started.
+class StartAwaiter
 {
 public:
-    explicit StartedOrFailed(QProcess* process) : process(process) {}
+    explicit StartAwaiter(QProcess* process) : process(process), shared(std::make_shared<Shared>())
+    {}
 
     bool await_ready() const noexcept { return process->state() != QProcess::Starting; }
 
-    void await_suspend(std::coroutine_handle<> awaiting)
+    void await_suspend(std::coroutine_handle<> handle)
     {
-        struct State
-        {
-            bool resumed = false;
-            std::array<QMetaObject::Connection, 2> connections;
-        };
-        auto state = std::make_shared<State>();
-        const auto resume = [awaiting, state] {
-            if (state->resumed) {
+        auto state = shared;
+        auto finish = [state, handle](bool started) {
+            if (state->done) {
                 return;
             }
-            state->resumed = true;
-            for (const QMetaObject::Connection& connection : state->connections) {
-                QObject::disconnect(connection);
-            }
-            awaiting.resume();
+            state->done = true;
+            state->started = started;
+            QObject::disconnect(state->startedConnection);
+            QObject::disconnect(state->errorConnection);
+            handle.resume();
         };
-        state->connections[0] =
-            QObject::connect(process, &QProcess::started, process, resume, Qt::QueuedConnection);
-        state->connections[1] = QObject::connect(process, &QProcess::errorOccurred, process, resume,
-                                                 Qt::QueuedConnection);
+        // Queued: the coroutine carries on outside QProcess's own signal emission, since it may
+        // delete the process at once.
+        state->startedConnection = QObject::connect(
+            process, &QProcess::started, process, [finish] { finish(true); }, Qt::QueuedConnection);
+        state->errorConnection = QObject::connect(
+            process, &QProcess::errorOccurred, process,
+            [finish](QProcess::ProcessError error) {
+                if (error == QProcess::FailedToStart) {
+                    finish(false);
+                }
+            },
+            Qt::QueuedConnection);
     }
 
-    void await_resume() const noexcept {}
+    bool await_resume() const
+    {
+        return shared->done ? shared->started : process->state() != QProcess::NotRunning;
+    }
 
 private:
+    struct Shared
+    {
+        bool done = false;
+        bool started = false;
+        QMetaObject::Connection startedConnection;
+        QMetaObject::Connection errorConnection;
+    };
+
     QProcess* process;
+    std::shared_ptr<Shared> shared;
 };
 
 } // namespace
@@ -52,7 +69,12 @@ private:
 QCoro::Task<bool> ChildProcess::start(QProcess* process, QIODevice::OpenMode mode)
 {
     process->start(mode);
-    co_await StartedOrFailed(process);
-    co_return !(process->state() == QProcess::NotRunning &&
-                process->error() == QProcess::FailedToStart);
+    StartAwaiter started(process);
+    co_return co_await started;
+}
+
+QCoro::Task<> ChildProcess::waitForExit(QProcess* process)
+{
+    // No time limit: a child is waited for until it exits.
+    co_await qCoro(process).waitForFinished(-1);
 }

@@ -5,13 +5,18 @@
 
 class QProcess;
 
-// Awaiting the start of a child process. QCoro's own start waits for the started signal alone,
-// so a program that cannot be run (missing, not executable) would only be noticed when its
-// 30-second timeout runs out; this returns as soon as the start succeeded or failed.
+// Coroutine-friendly starting of and waiting for QProcess children, on the calling (main) thread.
 class ChildProcess
 {
 public:
-    // Starts `process` (program and arguments already set) and returns whether it started.
+    // Starts the configured `process` and suspends until the child runs (true) or has failed to
+    // start (false; the reason is in errorString()). QCoro's own start waits for
+    // QProcess::started alone, so a program that cannot be run, or a failure reported after
+    // start() returned (a missing working directory, say), would only end the wait at its
+    // 30-second timeout.
     static QCoro::Task<bool> start(QProcess* process,
                                    QIODevice::OpenMode mode = QIODevice::ReadWrite);
+
+    // Suspends until the child has exited. Returns at once when it is not running.
+    static QCoro::Task<> waitForExit(QProcess* process);
 };

@@ -1,0 +1,496 @@
+#include "Managers/ServerManager.h"
+
+#include "Managers/ServerOutput.h"
+#include "Models/ServerError.h"
+#include "Platform/FolderAccess.h"
+#include "Platform/SystemTools.h"
+#include "Utilities/ChildProcess.h"
+#include "Utilities/Log.h"
+
+#include <QCoro/QCoroTimer>
+#include <QDir>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QStringDecoder>
+#include <QTimer>
+
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+// Ends security-scoped access to the project folder on every way out of a start.
+class FolderAccessScope
+{
+public:
+    FolderAccessScope(std::shared_ptr<FolderAccess> access, QUrl url)
+        : access(std::move(access))
+        , url(std::move(url))
+        , granted(this->access->startAccessing(this->url))
+    {}
+    ~FolderAccessScope()
+    {
+        if (granted) {
+            access->stopAccessing(url);
+        }
+    }
+    FolderAccessScope(const FolderAccessScope&) = delete;
+    FolderAccessScope& operator=(const FolderAccessScope&) = delete;
+
+private:
+    std::shared_ptr<FolderAccess> access;
+    QUrl url;
+    bool granted;
+};
+
+bool isRunning(const QPointer<QProcess>& process)
+{
+    return process && process->state() != QProcess::NotRunning;
+}
+
+// Strict UTF-8 (a sequence cut off at the end is invalid too): output that does not decode
+// counts as empty.
+QString decodeOutput(const QByteArray& data)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(data);
+    return decoder.hasError() ? QString() : text;
+}
+
+// Children never read from wisp; an inherited pipe or terminal would only tie them to it.
+void detachInput(QProcess& process)
+{
+    process.setStandardInputFile(QProcess::nullDevice());
+}
+
+// Runs a port-kill script through the shell and waits for it. The polite script's output is
+// logged; the forceful one's is not captured and goes to wisp's own streams. False, after the
+// log line, when the shell cannot be launched.
+QCoro::Task<bool> runKillScript(int port, QString script, bool logOutput)
+{
+    QProcess shell;
+    shell.setProcessChannelMode(logOutput ? QProcess::MergedChannels : QProcess::ForwardedChannels);
+    detachInput(shell);
+    shell.setProgram(SystemTools::shell());
+    shell.setArguments({QStringLiteral("-c"), script});
+    const bool started = co_await ChildProcess::start(&shell);
+    if (!started) {
+        Log::line(QStringLiteral("❌ [ServerManager] Failed to kill process on port %1: %2")
+                      .arg(port)
+                      .arg(shell.errorString()));
+        co_return false;
+    }
+    co_await ChildProcess::waitForExit(&shell);
+    if (logOutput) {
+        const QString output = decodeOutput(shell.readAll());
+        if (!output.isEmpty()) {
+            Log::line(QStringLiteral("🛑 [ServerManager] Kill output: %1").arg(output.trimmed()));
+        }
+    }
+    co_return true;
+}
+
+QString killScriptHead(int port, const QString& lsofPath)
+{
+    return QStringLiteral("    PIDS=$(") + lsofPath + QStringLiteral(" -ti:") +
+           QString::number(port) + QStringLiteral(" 2>/dev/null)\n");
+}
+
+} // namespace
+
+ServerManager::ServerManager(std::shared_ptr<FolderAccess> access, QObject* parent)
+    : ServerManaging(parent)
+    , folderAccess(access ? std::move(access) : FolderAccess::makeSystemFolderAccess())
+{}
+
+ServerManager::~ServerManager()
+{
+    invalidatePollingTimer();
+    // No wait: the QProcess outlives the manager, reaps the child and then deletes itself.
+    if (isRunning(runningProcess)) {
+        runningProcess->terminate();
+    }
+}
+
+bool ServerManager::hasRunningProcess() const
+{
+    return !runningProcess.isNull();
+}
+
+qint64 ServerManager::runningProcessId() const
+{
+    return runningProcess ? runningPid : 0;
+}
+
+void ServerManager::setStatus(ServerStatus status)
+{
+    currentStatus = status;
+    Q_EMIT statusChanged(currentStatus);
+}
+
+void ServerManager::setCurrentPort(int port)
+{
+    watchedPort = port;
+    Q_EMIT currentPortChanged(watchedPort);
+}
+
+// --- Launch -------------------------------------------------------------------------------------
+
+QStringList ServerManager::parseCommand(const QString& command)
+{
+    const QString trimmed = command.trimmed();
+    QStringList arguments;
+    if (trimmed.isEmpty()) {
+        return arguments;
+    }
+
+    QString token;
+    bool inQuotes = false;
+    QChar quote;
+    for (const QChar character : trimmed) {
+        if (character == QLatin1Char('"') || character == QLatin1Char('\'')) {
+            if (!inQuotes) {
+                inQuotes = true;
+                quote = character;
+            } else if (character == quote) {
+                inQuotes = false;
+            } else {
+                token.append(character);
+            }
+        } else if (character.isSpace() && !inQuotes) {
+            if (!token.isEmpty()) {
+                arguments.append(token);
+                token.clear();
+            }
+        } else {
+            token.append(character);
+        }
+    }
+    if (!token.isEmpty()) {
+        arguments.append(token);
+    }
+    return arguments;
+}
+
+QCoro::Task<> ServerManager::startServer(Project project, QString command)
+{
+    const QPointer<ServerManager> self(this);
+    setStatus(ServerStatus::starting);
+
+    const int port = project.port;
+    co_await killProcessesOnPort(port);
+    if (!self) {
+        co_return;
+    }
+
+    if (runningProcess) {
+        runningProcess->terminate();
+        runningProcess = nullptr;
+        runningPid = 0;
+    }
+    setCurrentPort(port);
+
+    const FolderAccessScope folderScope(folderAccess, project.path);
+
+    const QStringList arguments = parseCommand(command);
+    if (arguments.isEmpty()) {
+        Log::line(QStringLiteral("❌ [ServerManager] Empty command"));
+        setStatus(ServerStatus::stopped);
+        throw ServerError::failedToStart(QStringLiteral("Empty command"));
+    }
+
+    const QString folderPath = QDir::cleanPath(project.folderPath());
+    Log::line(QStringLiteral("🚀 [ServerManager] Starting server: %1 in %2")
+                  .arg(arguments.join(QLatin1Char(' ')), folderPath));
+
+    // No shell: env looks the first word up on the fixed search path and turns leading
+    // NAME=value words into environment assignments.
+    QPointer<QProcess> child = new QProcess();
+    child->setProgram(SystemTools::env());
+    child->setArguments(arguments);
+    child->setWorkingDirectory(folderPath);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PATH"), SystemTools::serverSearchPath());
+    child->setProcessEnvironment(environment);
+    detachInput(*child);
+    auto* output = new ServerOutput(port, child);
+    // A session of its own: the kill scripts signal whole process groups, and the server's
+    // group must never be wisp's. It also keeps the server out of wisp's terminal signals.
+    child->setChildProcessModifier([] { ::setsid(); });
+
+    // The termination handler, installed before the launch so that no exit can slip past it:
+    // mirrors the rest of the output, logs the exit and lets the manager (if it still exists)
+    // forget the child; then the QProcess goes away. The PID is kept from the start, since a
+    // finished QProcess no longer knows it.
+    const auto childPid = std::make_shared<qint64>(0);
+    connect(child, &QProcess::started, child,
+            [process = child.get(), childPid] { *childPid = process->processId(); });
+    connect(child, &QProcess::finished, child,
+            [self, process = child.get(), output, childPid](int exitCode, QProcess::ExitStatus) {
+                const qint64 pid = *childPid;
+                output->finish();
+                Log::line(QStringLiteral(
+                              "⚠️ [ServerManager] Process terminated (PID: %1, status: %2)")
+                              .arg(pid)
+                              .arg(exitCode));
+                QMetaObject::invokeMethod(
+                    process,
+                    [self, process, pid] {
+                        if (self) {
+                            self->childEnded(process, pid);
+                        }
+                        process->deleteLater();
+                    },
+                    Qt::QueuedConnection);
+            });
+
+    const bool started = co_await ChildProcess::start(child.get());
+    if (!started) {
+        const QString description = child->errorString();
+        delete child.get();
+        Log::line(QStringLiteral("❌ [ServerManager] Failed to start process: %1").arg(description));
+        if (self) {
+            setStatus(ServerStatus::stopped);
+        }
+        throw ServerError::failedToStart(description);
+    }
+    const qint64 pid = *childPid;
+
+    if (!self) {
+        // The manager went away while the child started: treat it as tracked and let it go.
+        if (child) {
+            child->terminate();
+        }
+        co_return;
+    }
+    runningProcess = child;
+    runningPid = pid;
+    Log::line(QStringLiteral("✅ [ServerManager] Server process started (PID: %1)").arg(pid));
+
+    for (int attempt = 1; attempt <= startupAttempts; ++attempt) {
+        co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
+        const bool listening = co_await lsofReportsListener(port);
+        if (!self) {
+            co_return;
+        }
+        if (listening) {
+            Log::line(
+                QStringLiteral("✅ [ServerManager] Server confirmed running on port %1 (attempt %2)")
+                    .arg(port)
+                    .arg(attempt));
+            break;
+        }
+        if (!isRunning(child)) {
+            Log::line(QStringLiteral("❌ [ServerManager] Process crashed before server started"));
+            const ServerError error =
+                ServerError::failedToStart(QStringLiteral("Process crashed during startup"));
+            Log::line(QStringLiteral("❌ [ServerManager] Failed to start process: %1")
+                          .arg(error.errorDescription()));
+            setStatus(ServerStatus::stopped);
+            throw error;
+        }
+        Log::line(QStringLiteral("⏳ [ServerManager] Waiting for port %1... (attempt %2/%3)")
+                      .arg(port)
+                      .arg(attempt)
+                      .arg(startupAttempts));
+        if (attempt == startupAttempts) {
+            Log::line(
+                QStringLiteral(
+                    "⚠️ [ServerManager] Server process running but port %1 not responding")
+                    .arg(port));
+        }
+    }
+
+    co_await updateStatus();
+}
+
+void ServerManager::childEnded(QProcess* process, qint64 pid)
+{
+    // A notice for a child that has already been replaced changes nothing.
+    if (!runningProcess || runningProcess != process || runningPid != pid) {
+        return;
+    }
+    runningProcess = nullptr;
+    runningPid = 0;
+    updateStatus();
+}
+
+// --- Port polling -------------------------------------------------------------------------------
+
+QStringList ServerManager::portQueryArguments(int port)
+{
+    return {QStringLiteral("-i"), QStringLiteral(":") + QString::number(port),
+            QStringLiteral("-sTCP:LISTEN"), QStringLiteral("-t")};
+}
+
+QCoro::Task<bool> ServerManager::checkPort(int port)
+{
+    return lsofReportsListener(port);
+}
+
+QCoro::Task<bool> ServerManager::lsofReportsListener(int port)
+{
+    QProcess lsof;
+    lsof.setProcessChannelMode(QProcess::MergedChannels);
+    detachInput(lsof);
+    lsof.setProgram(SystemTools::lsof());
+    lsof.setArguments(portQueryArguments(port));
+    const bool started = co_await ChildProcess::start(&lsof);
+    if (!started) {
+        Log::line(QStringLiteral("⚠️ [ServerManager] lsof failed for port %1: %2")
+                      .arg(port)
+                      .arg(lsof.errorString()));
+        co_return false;
+    }
+    co_await ChildProcess::waitForExit(&lsof);
+    // Diagnostics share the channel, so any text at all reads as "in use". Intended.
+    co_return !decodeOutput(lsof.readAll()).trimmed().isEmpty();
+}
+
+QCoro::Task<> ServerManager::updateStatus()
+{
+    const QPointer<ServerManager> self(this);
+    const int port = watchedPort;
+    const bool running = co_await lsofReportsListener(port);
+    Log::line(QStringLiteral("🔍 [ServerManager] Polling port %1: %2")
+                  .arg(port)
+                  .arg(running ? QStringLiteral("RUNNING ✅") : QStringLiteral("STOPPED ❌")));
+    if (self) {
+        self->setStatus(running ? ServerStatus::running : ServerStatus::stopped);
+    }
+}
+
+void ServerManager::startPolling(int port)
+{
+    invalidatePollingTimer();
+    setCurrentPort(port);
+    Log::line(QStringLiteral("🚀 [ServerManager] Starting polling on port %1").arg(port));
+    updateStatus();
+
+    // Qt timers keep firing while a menu is open, so no run loop modes are needed.
+    timer = new QTimer(this);
+    timer->setInterval(pollingIntervalMs);
+    connect(timer, &QTimer::timeout, this, [this] { updateStatus(); });
+    timer->start();
+}
+
+void ServerManager::updatePollingPort(int port)
+{
+    Log::line(QStringLiteral("🔄 [ServerManager] Switching polling to port %1").arg(port));
+    // The timer stays: every update reads currentPort, so the next tick follows the switch.
+    setCurrentPort(port);
+    updateStatus();
+}
+
+void ServerManager::invalidatePollingTimer()
+{
+    if (timer) {
+        timer->stop();
+        delete timer;
+        timer = nullptr;
+    }
+}
+
+// --- Stopping -----------------------------------------------------------------------------------
+
+QCoro::Task<> ServerManager::killServer(int port)
+{
+    const QPointer<ServerManager> self(this);
+    Log::line(QStringLiteral("🛑 [ServerManager] killServer called for port %1").arg(port));
+
+    // A tracked child that has already exited stays tracked here; its termination handler
+    // clears it.
+    if (isRunning(runningProcess)) {
+        const QPointer<QProcess> child = runningProcess;
+        const qint64 pid = runningPid;
+        Log::line(
+            QStringLiteral("🛑 [ServerManager] Terminating tracked process (PID: %1)").arg(pid));
+        child->terminate();
+        for (int wait = 0; wait < terminateWaits && isRunning(child); ++wait) {
+            co_await QCoro::sleepFor(std::chrono::milliseconds(terminateWaitMs));
+        }
+        if (isRunning(child)) {
+            Log::line(
+                QStringLiteral("⚠️ [ServerManager] Process still running, sending SIGKILL"));
+            ::kill(static_cast<pid_t>(pid), SIGKILL);
+        }
+        if (!self) {
+            co_return;
+        }
+        runningProcess = nullptr;
+        runningPid = 0;
+    }
+
+    co_await killProcessesOnPort(port);
+    if (!self) {
+        co_return;
+    }
+    co_await updateStatus();
+    Log::line(QStringLiteral("✅ [ServerManager] killServer completed for port %1").arg(port));
+}
+
+QString ServerManager::politeKillScript(int port, const QString& lsofPath)
+{
+    return killScriptHead(port, lsofPath) + QLatin1String(R"script(    if [ -n "$PIDS" ]; then
+        echo "Found PIDs: $PIDS"
+        for PID in $PIDS; do
+            # Try to kill process group (includes child processes like node)
+            PGID=$(ps -o pgid= -p $PID 2>/dev/null | tr -d ' ')
+            if [ -n "$PGID" ] && [ "$PGID" != "0" ]; then
+                kill -TERM -$PGID 2>/dev/null || kill -TERM $PID 2>/dev/null
+            else
+                kill -TERM $PID 2>/dev/null
+            fi
+        done
+    else
+        echo "No processes found on port )script") +
+           QString::number(port) + QLatin1String(R"script("
+    fi)script");
+}
+
+QString ServerManager::forcefulKillScript(int port, const QString& lsofPath)
+{
+    return killScriptHead(port, lsofPath) + QLatin1String(R"script(    if [ -n "$PIDS" ]; then
+        for PID in $PIDS; do
+            # Kill process group first, then individual PID
+            PGID=$(ps -o pgid= -p $PID 2>/dev/null | tr -d ' ')
+            if [ -n "$PGID" ] && [ "$PGID" != "0" ]; then
+                kill -9 -$PGID 2>/dev/null || kill -9 $PID 2>/dev/null
+            else
+                kill -9 $PID 2>/dev/null
+            fi
+        done
+    fi)script");
+}
+
+QCoro::Task<> ServerManager::killProcessesOnPort(int port)
+{
+    Log::line(
+        QStringLiteral("🛑 [ServerManager] Attempting to kill processes on port %1").arg(port));
+    const QString lsofPath = SystemTools::lsof();
+
+    if (!co_await runKillScript(port, politeKillScript(port, lsofPath), true)) {
+        co_return;
+    }
+    co_await QCoro::sleepFor(std::chrono::milliseconds(politeKillWaitMs));
+    if (!co_await lsofReportsListener(port)) {
+        Log::line(QStringLiteral("✅ [ServerManager] Successfully terminated process on port %1")
+                      .arg(port));
+        co_return;
+    }
+
+    Log::line(
+        QStringLiteral("⚠️ [ServerManager] Port %1 still in use, forcing kill").arg(port));
+    if (!co_await runKillScript(port, forcefulKillScript(port, lsofPath), false)) {
+        co_return;
+    }
+    co_await QCoro::sleepFor(std::chrono::milliseconds(forcefulKillWaitMs));
+    if (co_await lsofReportsListener(port)) {
+        Log::line(QStringLiteral("❌ [ServerManager] Failed to kill process on port %1").arg(port));
+    } else {
+        Log::line(QStringLiteral("✅ [ServerManager] Successfully force-killed process on port %1")
+                      .arg(port));
+    }
+}

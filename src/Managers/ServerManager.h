@@ -1,0 +1,82 @@
+#pragma once
+
+#include "Protocols/ServerManaging.h"
+
+#include <QPointer>
+#include <QStringList>
+
+#include <memory>
+
+class FolderAccess;
+class QProcess;
+class QTimer;
+
+// Runs the selected project's development server, watches its port and stops whatever holds a
+// port. Lives on the main thread; every wait suspends instead of blocking.
+class ServerManager : public ServerManaging
+{
+    Q_OBJECT
+public:
+    static constexpr int pollingIntervalMs = 2000;
+    static constexpr int startupAttempts = 10;
+    static constexpr int startupAttemptIntervalMs = 500;
+    static constexpr int terminateWaits = 10;
+    static constexpr int terminateWaitMs = 100;
+    static constexpr int politeKillWaitMs = 500;
+    static constexpr int forcefulKillWaitMs = 300;
+
+    explicit ServerManager(std::shared_ptr<FolderAccess> folderAccess = nullptr,
+                           QObject* parent = nullptr);
+    // Stops the polling timer and asks a tracked child to terminate, without waiting for it.
+    ~ServerManager() override;
+
+    ServerStatus status() const override { return currentStatus; }
+    int currentPort() const override { return watchedPort; }
+
+    QCoro::Task<> startServer(Project project, QString command) override;
+    QCoro::Task<> killServer(int port) override;
+    void startPolling(int port) override;
+    void updatePollingPort(int port) override;
+    QCoro::Task<bool> checkPort(int port) override;
+    void invalidatePollingTimer() override;
+
+    // The status update: checks `currentPort` and publishes the result, also when unchanged.
+    // The polling timer runs it on every tick.
+    QCoro::Task<> updateStatus();
+
+    QTimer* pollingTimer() const { return timer; }
+    // The child this manager launched and still tracks.
+    bool hasRunningProcess() const;
+    // Its process id, 0 when there is none.
+    qint64 runningProcessId() const;
+
+    // A command line split into arguments: white space separates, single or double quotes group
+    // (the other kind inside stays literal), an unclosed quote runs to the end. No escapes, no
+    // expansion, and an empty quoted string yields no argument.
+    static QStringList parseCommand(const QString& command);
+
+    // The arguments of the port query: TCP listeners on `port`, bare process ids.
+    static QStringList portQueryArguments(int port);
+    // The two port-kill shell scripts, with `lsofPath` as the lsof they run.
+    static QString politeKillScript(int port, const QString& lsofPath);
+    static QString forcefulKillScript(int port, const QString& lsofPath);
+
+private:
+    void setStatus(ServerStatus status);
+    void setCurrentPort(int port);
+    void childEnded(QProcess* process, qint64 pid);
+
+    // Kills whatever holds `port`: the polite script, then the forceful one if the port is
+    // still in use. Never throws; every outcome is a log line.
+    static QCoro::Task<> killProcessesOnPort(int port);
+    static QCoro::Task<bool> lsofReportsListener(int port);
+
+    std::shared_ptr<FolderAccess> folderAccess;
+    ServerStatus currentStatus = ServerStatus::unknown;
+    int watchedPort = 3000;
+    QTimer* timer = nullptr;
+    // Not owned: a child's QProcess deletes itself once the child has exited, so that a child
+    // that is let go of (or outlives the manager) is still reaped.
+    QPointer<QProcess> runningProcess;
+    qint64 runningPid = 0;
+};
