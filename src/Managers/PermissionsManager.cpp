@@ -1,6 +1,7 @@
 #include "PermissionsManager.h"
 
 #include "Platform/PermissionProbes.h"
+#include "Platform/SystemSettingsOpener.h"
 
 #include <QMetaObject>
 #include <QUrl>
@@ -14,8 +15,13 @@ constexpr int automationRecheckDelayMs = 1000;
 
 } // namespace
 
-PermissionsManager::PermissionsManager(std::shared_ptr<PermissionProbes> probes, QObject* parent)
-    : QObject(parent), probes(probes ? std::move(probes) : PermissionProbes::makeSystemProbes())
+PermissionsManager::PermissionsManager(std::shared_ptr<PermissionProbes> probes,
+                                       std::shared_ptr<SystemSettingsOpener> settingsOpener,
+                                       QObject* parent)
+    : QObject(parent)
+    , probes(probes ? std::move(probes) : PermissionProbes::makeSystemProbes())
+    , settingsOpener(settingsOpener ? std::move(settingsOpener)
+                                    : SystemSettingsOpener::makeSystemOpener())
 {
     // The probe results are published on a later turn of the event loop, so polling starts from
     // the initial false values; each timer ends itself on its first tick that finds the
@@ -51,8 +57,8 @@ void PermissionsManager::requestAutomationPermission()
 
 void PermissionsManager::requestAccessibilityPermission()
 {
-    probes->openSystemSettings(QUrl(QStringLiteral(
-        "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility")));
+    settingsOpener->open(QStringLiteral(
+        "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"));
     startPolling(Permission::accessibility);
 }
 

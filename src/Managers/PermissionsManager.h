@@ -7,6 +7,7 @@
 #include <memory>
 
 class PermissionProbes;
+class SystemSettingsOpener;
 
 // Watches the Automation and Accessibility permissions: probes both at creation and polls
 // every second for each one still missing, until it is granted or the monitor shuts down.
@@ -14,8 +15,9 @@ class PermissionsManager : public QObject
 {
     Q_OBJECT
 public:
-    // With no probes, the platform's own are used.
+    // With no probes or opener, the platform's own are used.
     explicit PermissionsManager(std::shared_ptr<PermissionProbes> probes = nullptr,
+                                std::shared_ptr<SystemSettingsOpener> settingsOpener = nullptr,
                                 QObject* parent = nullptr);
     ~PermissionsManager() override;
 
@@ -50,6 +52,7 @@ private:
     static void invalidate(QPointer<QTimer>& timer);
 
     std::shared_ptr<PermissionProbes> probes;
+    std::shared_ptr<SystemSettingsOpener> settingsOpener;
     bool automationGranted = false;
     bool accessibilityGranted = false;
     bool shuttingDown = false;

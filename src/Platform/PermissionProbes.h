@@ -18,8 +18,6 @@ public:
     // is ignored.
     virtual void triggerAutomationPermission() = 0;
     virtual bool checkAccessibilityPermission() = 0;
-    // Opens a system settings pane, "x-apple.systempreferences:..." addresses on macOS.
-    virtual void openSystemSettings(const QUrl& url) = 0;
 
     // The Automation probe: three lines, no final line feed.
     static QString automationProbeScript();

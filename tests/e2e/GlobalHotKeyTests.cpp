@@ -456,16 +456,16 @@ TEST(LinuxPermissions, BothPermissionsAreGranted)
     probes->triggerAutomationPermission();
 }
 
-TEST(LinuxPermissions, OpeningSystemSettingsOnlyLogsALine)
+TEST(LinuxPermissions, RequestingAccessibilityOnlyLogsThatNoPaneExists)
 {
+    PermissionsManager manager;
     LogCapture log;
-    PermissionProbes::makeSystemProbes()->openSystemSettings(QUrl(QStringLiteral(
-        "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility")));
-    EXPECT_EQ(
-        log.lines(),
-        QStringList{QStringLiteral(
-            "⚠️ [PermissionsManager] No system settings to open on this platform: "
-            "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility")});
+    manager.requestAccessibilityPermission();
+    EXPECT_EQ(log.lines(),
+              QStringList{QStringLiteral(
+                  "⚠️ [SystemSettings] No settings pane for "
+                  "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility "
+                  "on this platform")});
 }
 
 TEST(LinuxPermissions, MonitorSeesBothGrantedAndStopsPollingOnTheFirstTick)

@@ -15,7 +15,6 @@ public:
     int automationChecks = 0;
     int accessibilityChecks = 0;
     int automationTriggers = 0;
-    QList<QUrl> openedURLs;
 
     bool checkAutomationPermission() override
     {
@@ -28,5 +27,4 @@ public:
         ++accessibilityChecks;
         return accessibilityGranted;
     }
-    void openSystemSettings(const QUrl& url) override { openedURLs.append(url); }
 };

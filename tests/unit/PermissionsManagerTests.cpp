@@ -1,6 +1,7 @@
 #include "Managers/PermissionsManager.h"
 
 #include "fakes/FakePermissionProbes.h"
+#include "fakes/FakeSystemSettingsOpener.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
@@ -21,12 +22,13 @@ class PermissionsManagerTest : public ::testing::Test
 protected:
     std::unique_ptr<PermissionsManager> makeManager()
     {
-        return std::make_unique<PermissionsManager>(probes);
+        return std::make_unique<PermissionsManager>(probes, opener);
     }
 
     static bool polling(QTimer* timer) { return timer && timer->isActive(); }
 
     std::shared_ptr<FakePermissionProbes> probes = std::make_shared<FakePermissionProbes>();
+    std::shared_ptr<FakeSystemSettingsOpener> opener = std::make_shared<FakeSystemSettingsOpener>();
 };
 
 const QUrl accessibilityPane(QStringLiteral(
@@ -199,7 +201,7 @@ TEST_F(PermissionsManagerTest, AfterStopPollingRequestAccessibilityOpensThePaneB
     manager->stopPolling();
     ASSERT_TRUE(waitUntil([&] { return !manager->accessibilityTimer(); }));
     manager->requestAccessibilityPermission();
-    EXPECT_EQ(probes->openedURLs, QList<QUrl>{accessibilityPane});
+    EXPECT_EQ(opener->opened, QStringList{accessibilityPane.toString()});
     EXPECT_EQ(manager->accessibilityTimer(), nullptr);
     EXPECT_EQ(manager->automationTimer(), nullptr);
 }
@@ -211,8 +213,8 @@ TEST_F(PermissionsManagerTest, RequestAccessibilityOpensThePaneAndRestartsPollin
     ASSERT_TRUE(waitUntil([&] { return !manager->accessibilityTimer(); }));
 
     manager->requestAccessibilityPermission();
-    EXPECT_EQ(probes->openedURLs.size(), 1);
-    EXPECT_EQ(probes->openedURLs.value(0).toString(),
+    EXPECT_EQ(opener->opened.size(), 1);
+    EXPECT_EQ(opener->opened.value(0),
               QStringLiteral(
                   "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"));
     // Polling restarts even though the permission is granted, and ends on the next tick.

@@ -1,7 +1,5 @@
 #include "Platform/PermissionProbes.h"
 
-#include "Utilities/Log.h"
-
 namespace {
 
 // Linux asks nothing of the user: browsers are driven without Apple events, and the global
@@ -12,13 +10,6 @@ public:
     bool checkAutomationPermission() override { return true; }
     void triggerAutomationPermission() override {}
     bool checkAccessibilityPermission() override { return true; }
-
-    void openSystemSettings(const QUrl& url) override
-    {
-        Log::line(QStringLiteral("⚠️ [PermissionsManager] No system settings to open on this "
-                                 "platform: %1")
-                      .arg(url.toString()));
-    }
 };
 
 } // namespace

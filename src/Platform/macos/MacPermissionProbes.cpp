@@ -3,8 +3,6 @@
 #include "Platform/OsaScriptCall.h"
 #include "Platform/SystemTools.h"
 
-#include <QDesktopServices>
-
 // Keep AssertMacros' lower-case `check`, `verify` and `require` out of C++ code.
 #define __ASSERT_MACROS_DEFINE_VERSIONS_WITHOUT_UNDERSCORES 0
 #include <ApplicationServices/ApplicationServices.h>
@@ -33,8 +31,6 @@ public:
     }
 
     bool checkAccessibilityPermission() override { return AXIsProcessTrusted() != 0; }
-
-    void openSystemSettings(const QUrl& url) override { QDesktopServices::openUrl(url); }
 };
 
 } // namespace
