@@ -19,7 +19,7 @@ constexpr int requestTimeoutMs = 5000;
 
 QString SingleInstance::defaultName()
 {
-    return QStringLiteral("wisp-%1").arg(::getuid());
+    return QStringLiteral("wisp-instance-%1").arg(::getuid());
 }
 
 SingleInstance::SingleInstance(QString name, QObject* parent)

@@ -50,7 +50,7 @@ bool makeStaleSocket(const QString& path)
 
 TEST(SingleInstance, NameIsPerUser)
 {
-    EXPECT_EQ(SingleInstance::defaultName(), QStringLiteral("wisp-%1").arg(::getuid()));
+    EXPECT_EQ(SingleInstance::defaultName(), QStringLiteral("wisp-instance-%1").arg(::getuid()));
 }
 
 TEST(SingleInstance, FirstInstanceListensAndASecondOneReachesItAndEnds)
