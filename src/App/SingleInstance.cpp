@@ -2,6 +2,8 @@
 
 #include "Utilities/Log.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QTimer>
@@ -38,25 +40,28 @@ SingleInstance::Role SingleInstance::start()
     if (askRunningInstance()) {
         return Role::secondary;
     }
-    if (listen()) {
-        return Role::primary;
-    }
-    if (server && server->serverError() == QAbstractSocket::AddressInUseError) {
-        // Another launch may have started listening meanwhile.
-        if (askRunningInstance()) {
-            return Role::secondary;
-        }
-        // Nobody answers: the socket was left behind by an instance that ended abruptly.
+    // Nobody answers, so a socket file still there was left by an instance that ended abruptly.
+    if (QFileInfo::exists(socketPath())) {
         Log::line(
             QStringLiteral("⚠️ [WispApp] Removing a stale instance socket: %1").arg(name));
         QLocalServer::removeServer(name);
-        if (listen()) {
-            return Role::primary;
-        }
+    }
+    if (listen()) {
+        return Role::primary;
+    }
+    // Another launch may have started listening meanwhile.
+    if (server->serverError() == QAbstractSocket::AddressInUseError && askRunningInstance()) {
+        return Role::secondary;
     }
     Log::line(QStringLiteral("⚠️ [WispApp] Cannot listen for other launches of wisp: %1")
-                  .arg(server ? server->errorString() : QString()));
+                  .arg(server->errorString()));
     return Role::primary;
+}
+
+QString SingleInstance::socketPath() const
+{
+    // Where QLocalServer puts a socket given by name.
+    return name.startsWith(QLatin1Char('/')) ? name : QDir(QDir::tempPath()).filePath(name);
 }
 
 bool SingleInstance::askRunningInstance()

@@ -43,6 +43,7 @@ Q_SIGNALS:
 private:
     // True when a running instance took the request.
     bool askRunningInstance();
+    QString socketPath() const;
     bool listen();
     void acceptConnection();
     void readRequest(QLocalSocket* socket);
