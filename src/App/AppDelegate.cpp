@@ -15,7 +15,6 @@
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Log.h"
-#include "Views/FolderChooser.h"
 #include "Views/SettingsPopover.h"
 
 #include <QTimer>
@@ -136,8 +135,8 @@ void AppDelegate::applicationDidFinishLaunching()
                                               browserManager, alertCoordinator.get());
     auxiliaryWindows = std::make_unique<AuxiliaryWindows>(
         settingsManager, projectManager, serverManager, permissionsManager, hotKeyManager);
-    auxiliaryWindows->folderChooser =
-        factories.folderChooser ? factories.folderChooser : FolderChooser::makeDialogChooser();
+    // None: the folder dialog.
+    auxiliaryWindows->folderChooser = factories.folderChooser;
     const QPointer<AppDelegate> self(this);
     alertCoordinator->openBrowserWindow = [self](QString url) {
         return openBrowserWindowOf(self, std::move(url));
