@@ -8,7 +8,9 @@ WISP_APT_BUILD=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-ba
                 qcoro-qt6-dev libgtest-dev libgmock-dev libx11-dev libxcb1-dev libxcb-xtest0-dev
                 libgl-dev)
 WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins)
-WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium)
+# nodejs and npm: the end-to-end tests start a Node project through "npm run dev", which runs with
+# the servers' fixed PATH, so both must live in /usr/bin.
+WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
 
@@ -25,10 +27,27 @@ as_root() {
     fi
 }
 
+# True when PACKAGE is installed, or provided by an installed package (npm comes with some
+# nodejs builds, which conflict with Debian's own npm package).
+package_present() {
+    local pkg="$1"
+    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' && return 0
+    dpkg-query -W -f='${Status}\t${Provides}\n' 2>/dev/null |
+        awk -F'\t' -v pkg="$pkg" '
+            $1 == "install ok installed" {
+                n = split($2, provided, /, */)
+                for (i = 1; i <= n; i++) {
+                    sub(/ .*/, "", provided[i])
+                    if (provided[i] == pkg) { found = 1 }
+                }
+            }
+            END { exit found ? 0 : 1 }'
+}
+
 apt_install_missing() {
     local missing=() pkg
     for pkg in "$@"; do
-        if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed'; then
+        if ! package_present "$pkg"; then
             missing+=("$pkg")
         fi
     done

@@ -1,12 +1,6 @@
-#include "Utilities/Log.h"
-
-#include <QApplication>
+#include "App/WispApp.h"
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
-    QCoreApplication::setOrganizationName(QStringLiteral("wisp"));
-    QCoreApplication::setApplicationName(QStringLiteral("wisp"));
-    Log::line(QStringLiteral("🚀 [WispApp] wisp started"));
-    return 0;
+    return WispApp::main(argc, argv);
 }

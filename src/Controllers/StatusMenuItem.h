@@ -35,6 +35,10 @@ struct StatusMenuItem
         bool operator==(const ProjectTitle&) const = default;
     };
 
+    // What a key equivalent stands for: a shortcut of the application's own menu (with the
+    // platform's command key), or the system-wide shortcut that the hot key module grabs.
+    enum class ShortcutScope { application, global };
+
     Kind kind = Kind::item;
     QString title;
     std::optional<ProjectTitle> projectTitle;
@@ -43,6 +47,7 @@ struct StatusMenuItem
     QString keyEquivalent;
     // Menu modifier flags (StatusMenuModel::commandModifier, ...).
     std::uint64_t keyEquivalentModifierMask = 0;
+    ShortcutScope keyEquivalentScope = ShortcutScope::application;
     bool enabled = true;
     // State on: shown with a check mark.
     bool checked = false;

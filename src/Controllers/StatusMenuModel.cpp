@@ -1,5 +1,7 @@
 #include "Controllers/StatusMenuModel.h"
 
+#include "HotKey/ModifierFlags.h"
+
 #include <QHash>
 
 namespace {
@@ -50,6 +52,7 @@ StatusMenuItem mainItem(const StatusMenuState& state)
         StatusMenuItem item = makeItem(state.customURL, Action::mainActionClicked);
         item.keyEquivalent = key;
         item.keyEquivalentModifierMask = mask;
+        item.keyEquivalentScope = StatusMenuItem::ShortcutScope::global;
         item.imageName = QStringLiteral("eye");
         item.imageDescription = QStringLiteral("Custom URL");
         return item;
@@ -60,6 +63,7 @@ StatusMenuItem mainItem(const StatusMenuState& state)
                                        Action::mainActionClicked);
         item.keyEquivalent = key;
         item.keyEquivalentModifierMask = mask;
+        item.keyEquivalentScope = StatusMenuItem::ShortcutScope::global;
         item.imageName = QStringLiteral("eye");
         item.imageDescription = QStringLiteral("Find");
         return item;
@@ -218,11 +222,17 @@ std::uint64_t StatusMenuModel::hotkeyModifierMask(qint64 keyCode, qint64 carbonM
     return mask;
 }
 
-Qt::KeyboardModifiers StatusMenuModel::qtModifiers(std::uint64_t modifierMask)
+Qt::KeyboardModifiers StatusMenuModel::qtModifiers(std::uint64_t modifierMask,
+                                                   StatusMenuItem::ShortcutScope scope)
 {
-    // Qt names the platform's command modifier ControlModifier: on macOS it swaps the two, so
-    // Qt::ControlModifier is Command (⌘) and Qt::MetaModifier is Control (⌃); elsewhere
-    // ControlModifier is Ctrl, the key that plays the command role there.
+    if (scope == StatusMenuItem::ShortcutScope::global) {
+        // The menu flags are the hot key module's own modifier flags.
+        return ModifierFlags(modifierMask &
+                             (commandModifier | shiftModifier | optionModifier | controlModifier))
+            .toQt();
+    }
+    // Qt::ControlModifier is the platform's command key: Command (⌘) on macOS, where Qt swaps
+    // the names, and Ctrl elsewhere.
     Qt::KeyboardModifiers modifiers;
     if (modifierMask & commandModifier) {
         modifiers |= Qt::ControlModifier;
@@ -239,7 +249,8 @@ Qt::KeyboardModifiers StatusMenuModel::qtModifiers(std::uint64_t modifierMask)
     return modifiers;
 }
 
-QKeySequence StatusMenuModel::keySequence(const QString& keyEquivalent, std::uint64_t modifierMask)
+QKeySequence StatusMenuModel::keySequence(const QString& keyEquivalent, std::uint64_t modifierMask,
+                                          StatusMenuItem::ShortcutScope scope)
 {
     if (keyEquivalent.isEmpty()) {
         return QKeySequence();
@@ -247,5 +258,5 @@ QKeySequence StatusMenuModel::keySequence(const QString& keyEquivalent, std::uin
     // Qt's key codes for letters are the upper-case characters; for the digits and the ASCII
     // punctuation of the table they are the characters themselves.
     const auto key = static_cast<Qt::Key>(keyEquivalent.at(0).toUpper().unicode());
-    return QKeySequence(QKeyCombination(qtModifiers(modifierMask), key));
+    return QKeySequence(QKeyCombination(qtModifiers(modifierMask, scope), key));
 }

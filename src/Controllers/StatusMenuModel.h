@@ -65,6 +65,12 @@ public:
     static std::uint64_t hotkeyModifierMask(qint64 keyCode, qint64 carbonModifiers);
 
     // The QKeySequence that shows a key equivalent with its menu modifier flags.
-    static QKeySequence keySequence(const QString& keyEquivalent, std::uint64_t modifierMask);
-    static Qt::KeyboardModifiers qtModifiers(std::uint64_t modifierMask);
+    static QKeySequence keySequence(const QString& keyEquivalent, std::uint64_t modifierMask,
+                                    StatusMenuItem::ShortcutScope scope);
+    // The Qt modifiers of a shortcut of the given scope: an application shortcut's command
+    // modifier is Qt's Ctrl, which Qt shows as ⌘ on macOS and Ctrl elsewhere; a global
+    // shortcut shows the keys the hot key backend really grabs (⌃⌥L on macOS, Ctrl+Alt+L on
+    // Linux).
+    static Qt::KeyboardModifiers qtModifiers(std::uint64_t modifierMask,
+                                             StatusMenuItem::ShortcutScope scope);
 };

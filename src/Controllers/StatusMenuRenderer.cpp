@@ -83,8 +83,8 @@ void StatusMenuRenderer::apply(QAction* action, const StatusMenuItem& item)
     // Only items whose state is on are checkable, so items with state off show no box.
     action->setCheckable(item.checked);
     action->setChecked(item.checked);
-    action->setShortcut(
-        StatusMenuModel::keySequence(item.keyEquivalent, item.keyEquivalentModifierMask));
+    action->setShortcut(StatusMenuModel::keySequence(
+        item.keyEquivalent, item.keyEquivalentModifierMask, item.keyEquivalentScope));
     // Shown in the menu only; the shortcut must not fire while the menu is closed.
     action->setShortcutContext(Qt::WidgetShortcut);
     action->setShortcutVisibleInContextMenu(true);

@@ -36,6 +36,9 @@ public:
     // The flags for a Qt key sequence's modifiers, minding the platform's naming of the keys
     // (Qt calls the Command key Control on macOS).
     static ModifierFlags fromQt(Qt::KeyboardModifiers modifiers);
+    // The exact inverse of fromQt for command, shift, option and control: the Qt modifiers that
+    // press the same keys the hot key backend grabs.
+    Qt::KeyboardModifiers toQt() const;
 
     std::uint32_t carbonFlags() const;
     // "⌃", "⌥", "⇧", "⌘" in that order, each only when set.

@@ -358,7 +358,7 @@ TEST_F(StatusBarControllerTest, BuiltMenuWithGroupedProjectsAndTheShortcut)
     make();
 
     const QStringList expected = {
-        QStringLiteral("Find localhost:3001 | keys=Meta+Alt+L | action=mainActionClicked"),
+        QStringLiteral("Find localhost:3001 | keys=Ctrl+Alt+L | action=mainActionClicked"),
         QStringLiteral("---"),
         QStringLiteral("Projects"),
         QStringLiteral("  staging.example.com/a&&b | action=customURLClicked"),

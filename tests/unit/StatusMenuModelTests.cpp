@@ -1,4 +1,5 @@
 #include "Controllers/StatusMenuModel.h"
+#include "HotKey/ModifierFlags.h"
 
 #include "support/MenuSnapshot.h"
 #include "support/QtPrinters.h"
@@ -330,27 +331,70 @@ TEST(StatusMenuModelTest, ModifierMaskTranslatesEachCarbonBit)
     EXPECT_EQ(StatusMenuModel::hotkeyModifierMask(0, 0x1800), 0u);
 }
 
-TEST(StatusMenuModelTest, CommandIsQtControlAndControlIsQtMeta)
+TEST(StatusMenuModelTest, ApplicationShortcutsUseThePlatformCommandKey)
 {
-    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::commandModifier),
+    using Scope = StatusMenuItem::ShortcutScope;
+    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::commandModifier, Scope::application),
               Qt::KeyboardModifiers(Qt::ControlModifier));
-    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::controlModifier),
+    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::controlModifier, Scope::application),
               Qt::KeyboardModifiers(Qt::MetaModifier));
-    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::optionModifier),
+    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::optionModifier, Scope::application),
               Qt::KeyboardModifiers(Qt::AltModifier));
-    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::shiftModifier),
+    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::shiftModifier, Scope::application),
               Qt::KeyboardModifiers(Qt::ShiftModifier));
 
-    EXPECT_EQ(StatusMenuModel::keySequence(QStringLiteral(","), StatusMenuModel::commandModifier),
-              QKeySequence(Qt::ControlModifier | Qt::Key_Comma));
-    EXPECT_EQ(StatusMenuModel::keySequence(QStringLiteral("q"), StatusMenuModel::commandModifier),
-              QKeySequence(Qt::ControlModifier | Qt::Key_Q));
-    EXPECT_EQ(
-        StatusMenuModel::keySequence(QStringLiteral("l"), StatusMenuModel::controlModifier |
-                                                              StatusMenuModel::optionModifier),
-        QKeySequence(Qt::MetaModifier | Qt::AltModifier | Qt::Key_L));
-    EXPECT_EQ(StatusMenuModel::keySequence(QStringLiteral("`"), StatusMenuModel::shiftModifier),
+    // Qt::CTRL is Command on macOS and Ctrl elsewhere.
+    EXPECT_EQ(StatusMenuModel::keySequence(QStringLiteral(","), StatusMenuModel::commandModifier,
+                                           Scope::application),
+              QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    EXPECT_EQ(StatusMenuModel::keySequence(QStringLiteral("q"), StatusMenuModel::commandModifier,
+                                           Scope::application),
+              QKeySequence(Qt::CTRL | Qt::Key_Q));
+    EXPECT_EQ(StatusMenuModel::keySequence(QStringLiteral("`"), StatusMenuModel::shiftModifier,
+                                           Scope::application),
               QKeySequence(Qt::ShiftModifier | Qt::Key_QuoteLeft));
-    EXPECT_TRUE(
-        StatusMenuModel::keySequence(QString(), StatusMenuModel::commandModifier).isEmpty());
+    EXPECT_TRUE(StatusMenuModel::keySequence(QString(), StatusMenuModel::commandModifier,
+                                             Scope::application)
+                    .isEmpty());
+}
+
+TEST(StatusMenuModelTest, GlobalShortcutShowsTheKeysTheHotKeyModuleGrabs)
+{
+    using Scope = StatusMenuItem::ShortcutScope;
+    const std::uint64_t controlOption =
+        StatusMenuModel::controlModifier | StatusMenuModel::optionModifier;
+    // Converted through the hot key module, whatever the platform.
+    EXPECT_EQ(StatusMenuModel::qtModifiers(controlOption, Scope::global),
+              ModifierFlags(ModifierFlags::control | ModifierFlags::option).toQt());
+    for (const std::uint64_t mask :
+         {StatusMenuModel::commandModifier, StatusMenuModel::shiftModifier,
+          StatusMenuModel::optionModifier, StatusMenuModel::controlModifier}) {
+        EXPECT_EQ(ModifierFlags::fromQt(StatusMenuModel::qtModifiers(mask, Scope::global)),
+                  ModifierFlags(mask));
+    }
+    EXPECT_FALSE(
+        StatusMenuModel::keySequence(QStringLiteral("l"), controlOption, Scope::global).isEmpty());
+    EXPECT_TRUE(StatusMenuModel::keySequence(QString(), controlOption, Scope::global).isEmpty());
+}
+
+TEST(StatusMenuModelTest, MainItemCarriesAGlobalShortcutAndTheOthersApplicationOnes)
+{
+    StatusMenuState state;
+    state.projects = {web()};
+    state.selectedProject = web();
+    state.hotKeyCode = 37;
+    state.hotKeyModifiers = 0x1800;
+    const QList<StatusMenuItem> items = StatusMenuModel::build(state);
+    EXPECT_EQ(items.first().keyEquivalentScope, StatusMenuItem::ShortcutScope::global);
+    EXPECT_EQ(items.at(items.size() - 2).title, QStringLiteral("Settings..."));
+    EXPECT_EQ(items.at(items.size() - 2).keyEquivalentScope,
+              StatusMenuItem::ShortcutScope::application);
+    EXPECT_EQ(items.last().title, QStringLiteral("Quit"));
+    EXPECT_EQ(items.last().keyEquivalentScope, StatusMenuItem::ShortcutScope::application);
+
+    state.isCustomURLActive = true;
+    state.hasCustomURL = true;
+    state.customURL = QStringLiteral("example.com");
+    EXPECT_EQ(StatusMenuModel::build(state).first().keyEquivalentScope,
+              StatusMenuItem::ShortcutScope::global);
 }

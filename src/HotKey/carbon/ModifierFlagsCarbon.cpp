@@ -2,11 +2,20 @@
 
 #include <QCoreApplication>
 
+namespace {
+
 // On macOS, Qt calls the Command key Control and the Control key Meta, unless the application
 // asked it not to swap them.
+bool qtSwapsControlAndMeta()
+{
+    return !QCoreApplication::testAttribute(Qt::AA_MacDontSwapCtrlAndMeta);
+}
+
+} // namespace
+
 ModifierFlags ModifierFlags::fromQt(Qt::KeyboardModifiers modifiers)
 {
-    const bool swapped = !QCoreApplication::testAttribute(Qt::AA_MacDontSwapCtrlAndMeta);
+    const bool swapped = qtSwapsControlAndMeta();
     const Qt::KeyboardModifier commandModifier = swapped ? Qt::ControlModifier : Qt::MetaModifier;
     const Qt::KeyboardModifier controlModifier = swapped ? Qt::MetaModifier : Qt::ControlModifier;
 
@@ -24,4 +33,26 @@ ModifierFlags ModifierFlags::fromQt(Qt::KeyboardModifiers modifiers)
         flags |= command;
     }
     return flags;
+}
+
+Qt::KeyboardModifiers ModifierFlags::toQt() const
+{
+    const bool swapped = qtSwapsControlAndMeta();
+    const Qt::KeyboardModifier commandModifier = swapped ? Qt::ControlModifier : Qt::MetaModifier;
+    const Qt::KeyboardModifier controlModifier = swapped ? Qt::MetaModifier : Qt::ControlModifier;
+
+    Qt::KeyboardModifiers modifiers;
+    if (contains(control)) {
+        modifiers |= controlModifier;
+    }
+    if (contains(option)) {
+        modifiers |= Qt::AltModifier;
+    }
+    if (contains(shift)) {
+        modifiers |= Qt::ShiftModifier;
+    }
+    if (contains(command)) {
+        modifiers |= commandModifier;
+    }
+    return modifiers;
 }

@@ -18,3 +18,21 @@ ModifierFlags ModifierFlags::fromQt(Qt::KeyboardModifiers modifiers)
     }
     return flags;
 }
+
+Qt::KeyboardModifiers ModifierFlags::toQt() const
+{
+    Qt::KeyboardModifiers modifiers;
+    if (contains(control)) {
+        modifiers |= Qt::ControlModifier;
+    }
+    if (contains(option)) {
+        modifiers |= Qt::AltModifier;
+    }
+    if (contains(shift)) {
+        modifiers |= Qt::ShiftModifier;
+    }
+    if (contains(command)) {
+        modifiers |= Qt::MetaModifier;
+    }
+    return modifiers;
+}

@@ -1,0 +1,73 @@
+#include "App/WispApp.h"
+
+#include "App/AppDelegate.h"
+#include "App/SingleInstance.h"
+#include "Platform/GraphicalSession.h"
+#include "Platform/ReopenEvents.h"
+#include "Utilities/Log.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <cstdio>
+
+int WispApp::main(int argc, char** argv)
+{
+    // Qt aborts when it finds no display; say why instead.
+    const QString missingDisplay = GraphicalSession::missingDisplayReason();
+    if (!missingDisplay.isEmpty()) {
+        std::fprintf(stderr, "%s\n", qPrintable(missingDisplay));
+        return 1;
+    }
+
+    QApplication application(argc, argv);
+    // The settings store is named after these.
+    QCoreApplication::setOrganizationName(QStringLiteral("wisp"));
+    QCoreApplication::setApplicationName(QStringLiteral("wisp"));
+    // No main window: closing the onboarding window or an alert must not end the application.
+    QApplication::setQuitOnLastWindowClosed(false);
+    QIcon icon;
+    icon.addFile(QStringLiteral(":/StatusBarIcon.png"));
+    icon.addFile(QStringLiteral(":/StatusBarIcon@2x.png"));
+    QApplication::setWindowIcon(icon);
+
+    WispApp wisp;
+    return wisp.run();
+}
+
+WispApp::WispApp() = default;
+
+WispApp::~WispApp() = default;
+
+int WispApp::run()
+{
+    singleInstance = std::make_unique<SingleInstance>();
+    if (singleInstance->start() == SingleInstance::Role::secondary) {
+        Log::line(QStringLiteral(
+            "🚀 [WispApp] wisp is already running; asked it to perform the main action"));
+        return 0;
+    }
+
+    Log::line(QStringLiteral("🚀 [WispApp] wisp started"));
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        Log::line(QStringLiteral("⚠️ [WispApp] No system tray is available; the wisp icon "
+                                 "appears as soon as one starts"));
+    }
+
+    _appDelegate = new AppDelegate();
+    AppDelegate* delegate = _appDelegate;
+    connect(singleInstance.get(), &SingleInstance::reopenRequested, delegate,
+            [delegate] { delegate->applicationShouldHandleReopen(false); });
+    connect(qApp, &QCoreApplication::aboutToQuit, delegate,
+            [delegate] { delegate->applicationWillTerminate(); });
+    // Installed from the running event loop, after the platform's own handler.
+    QTimer::singleShot(0, this, [this, delegate] {
+        reopenEvents =
+            ReopenEvents::install([delegate] { delegate->applicationShouldHandleReopen(false); });
+    });
+
+    delegate->applicationDidFinishLaunching();
+    return QApplication::exec();
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QObject>
+
+#include <memory>
+
+class AppDelegate;
+class ReopenEvents;
+class SingleInstance;
+
+// The application: a tray-only QApplication (no main window, no Dock icon on macOS) whose
+// delegate does the real work. A second launch hands over to the running instance and ends.
+class WispApp : public QObject
+{
+    Q_OBJECT
+public:
+    // The whole program: checks for a display, creates the QApplication and runs it.
+    static int main(int argc, char** argv);
+
+    WispApp();
+    ~WispApp() override;
+
+    // With the QApplication in place: hands over to a running instance (returns 0 at once), or
+    // launches the delegate and runs the event loop until quit.
+    int run();
+
+    AppDelegate* appDelegate() const { return _appDelegate; }
+
+private:
+    // Created at launch and deliberately never destroyed, as an application delegate on macOS
+    // is never deallocated: destroying it would destroy the ServerManager, which sends SIGTERM
+    // to the server it tracks, and quitting must leave development servers running.
+    AppDelegate* _appDelegate = nullptr;
+    std::unique_ptr<SingleInstance> singleInstance;
+    std::unique_ptr<ReopenEvents> reopenEvents;
+};
