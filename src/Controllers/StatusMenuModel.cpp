@@ -206,20 +206,8 @@ std::uint64_t StatusMenuModel::hotkeyModifierMask(qint64 keyCode, qint64 carbonM
     if (keyCode == 0) {
         return 0;
     }
-    std::uint64_t mask = 0;
-    if (carbonModifiers & carbonCommand) {
-        mask |= commandModifier;
-    }
-    if (carbonModifiers & carbonShift) {
-        mask |= shiftModifier;
-    }
-    if (carbonModifiers & carbonOption) {
-        mask |= optionModifier;
-    }
-    if (carbonModifiers & carbonControl) {
-        mask |= controlModifier;
-    }
-    return mask;
+    // The menu's modifier flags are the hot key module's; bits other than the four are dropped.
+    return ModifierFlags::fromCarbonFlags(static_cast<std::uint32_t>(carbonModifiers)).rawValue;
 }
 
 Qt::KeyboardModifiers StatusMenuModel::qtModifiers(std::uint64_t modifierMask,

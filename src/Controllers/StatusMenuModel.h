@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Controllers/StatusMenuItem.h"
+#include "HotKey/ModifierFlags.h"
 #include "Models/ServerStatus.h"
 
 #include <QKeySequence>
@@ -28,17 +29,11 @@ public:
     // The server item is found again by this tag; no other item carries one.
     static constexpr int serverItemTag = 200;
 
-    // Menu modifier flags, in the platform menu's own encoding.
-    static constexpr std::uint64_t commandModifier = 0x100000;
-    static constexpr std::uint64_t shiftModifier = 0x20000;
-    static constexpr std::uint64_t optionModifier = 0x80000;
-    static constexpr std::uint64_t controlModifier = 0x40000;
-
-    // Carbon modifier bits of the stored shortcut.
-    static constexpr std::uint32_t carbonCommand = 0x100;
-    static constexpr std::uint32_t carbonShift = 0x200;
-    static constexpr std::uint32_t carbonOption = 0x800;
-    static constexpr std::uint32_t carbonControl = 0x1000;
+    // Menu modifier flags, in the platform menu's own encoding (the hot key module's flags).
+    static constexpr std::uint64_t commandModifier = ModifierFlags::command;
+    static constexpr std::uint64_t shiftModifier = ModifierFlags::shift;
+    static constexpr std::uint64_t optionModifier = ModifierFlags::option;
+    static constexpr std::uint64_t controlModifier = ModifierFlags::control;
 
     static QList<StatusMenuItem> build(const StatusMenuState& state);
 
