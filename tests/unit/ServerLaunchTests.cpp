@@ -47,11 +47,7 @@ protected:
 
     std::optional<QString> start(const QString& command)
     {
-        auto error = startServer(*manager, project(), command);
-        if (manager->hasRunningProcess()) {
-            reaper.add(manager->runningProcessId());
-        }
-        return error;
+        return startReaped(*manager, project(), command, reaper);
     }
 
     // The pid logged by "Server process started", 0 when there is none.

@@ -36,11 +36,7 @@ protected:
 
     std::optional<QString> start(const QString& command)
     {
-        auto error = startServer(*manager, makeProject(folder.path(), port), command);
-        if (manager->hasRunningProcess()) {
-            reaper.add(manager->runningProcessId());
-        }
-        return error;
+        return startReaped(*manager, makeProject(folder.path(), port), command, reaper);
     }
 
     QString fixtureCommand(const QString& options = {}) const

@@ -286,4 +286,16 @@ private:
     qint64 startedPid = 0;
 };
 
+// Starts a server and hands its process group to `reaper`, so it dies with the test whatever
+// happens; the error description when the start failed.
+inline std::optional<QString> startReaped(ServerManager& manager, const Project& project,
+                                          const QString& command, ProcessGroupReaper& reaper)
+{
+    auto error = startServer(manager, project, command);
+    if (manager.hasRunningProcess()) {
+        reaper.add(manager.runningProcessId());
+    }
+    return error;
+}
+
 } // namespace ServerTests
