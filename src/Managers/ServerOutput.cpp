@@ -70,8 +70,8 @@ void ServerOutput::finish()
     }
     out.pending.stop();
     err.pending.stop();
-    // What is left is at most a file's cap; a writer that outlives the child cannot keep this
-    // loop going beyond that.
+    // More than a read's worth past the cap is skipped, so this logs at most a cap's worth; the
+    // bound also stops a writer that outlives the child from keeping the loop going.
     constexpr int maxChunks = static_cast<int>(ServerLogFolder::fileCap / readSize) + 1;
     for (Stream* stream : {&out, &err}) {
         for (int chunk = 0; chunk < maxChunks && readChunk(*stream); ++chunk) {
