@@ -169,10 +169,9 @@ bool ServerOutput::readChunk(Stream& stream)
         stream.offset = 0;
     }
     const qint64 unread = size - stream.offset;
-    if (size > ServerLogFolder::fileCap && unread > readSize && ServerLogFolder::cap(stream.file)) {
+    if (size > ServerLogFolder::fileCap && unread > readSize) {
         // Far ahead of what can be logged: skip what is there and follow from the new end.
-        stream.offset = 0;
-        log(stream.channel, notShown(unread));
+        emptyBehind(stream);
         return false;
     }
     if (unread <= 0 || !stream.file.seek(stream.offset)) {
@@ -200,10 +199,21 @@ bool ServerOutput::readChunk(Stream& stream)
         return true;
     }
     // Caught up: a file past its cap is emptied now that nothing in it is unread.
-    if (ServerLogFolder::cap(stream.file) > 0) {
-        stream.offset = 0;
-    }
+    emptyBehind(stream);
     return false;
+}
+
+void ServerOutput::emptyBehind(Stream& stream)
+{
+    const qint64 emptied = ServerLogFolder::cap(stream.file);
+    if (emptied == 0) {
+        return;
+    }
+    // Counted as it was when emptied: what arrived after the last look is not shown either.
+    if (emptied > stream.offset) {
+        log(stream.channel, notShown(emptied - stream.offset));
+    }
+    stream.offset = 0;
 }
 
 void ServerOutput::log(Channel channel, const QString& text)

@@ -69,6 +69,8 @@ private:
     bool follow(Stream& stream, QString* error);
     // Reads and logs one chunk; true when more is waiting.
     bool readChunk(Stream& stream);
+    // Empties the stream's file when it is past its cap, noting what was not read.
+    void emptyBehind(Stream& stream);
     static void log(Channel channel, const QString& text);
 
     Stream out{Channel::standardOutput};
