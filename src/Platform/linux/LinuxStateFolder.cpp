@@ -4,7 +4,7 @@
 
 QString StateFolder::path()
 {
-    // The base directory specification ignores a relative XDG_STATE_HOME as invalid.
+    // As for every XDG base directory, a relative XDG_STATE_HOME is invalid and ignored.
     const QString configured = qEnvironmentVariable("XDG_STATE_HOME");
     const QString base = !configured.isEmpty() && QDir::isAbsolutePath(configured)
                              ? configured
