@@ -1,5 +1,6 @@
 #include "Managers/ServerManager.h"
 
+#include "Managers/ServerLogFolder.h"
 #include "Managers/ServerOutput.h"
 #include "Models/ServerError.h"
 #include "Platform/FolderAccess.h"
@@ -103,7 +104,9 @@ QString killScriptHead(int port, const QString& lsofPath)
 ServerManager::ServerManager(std::shared_ptr<FolderAccess> access, QObject* parent)
     : ServerManaging(parent)
     , folderAccess(access ? std::move(access) : FolderAccess::makeSystemFolderAccess())
-{}
+{
+    new ServerLogFolder(this);
+}
 
 ServerManager::~ServerManager()
 {

@@ -2,20 +2,26 @@
 
 #include "Utilities/Log.h"
 
-#include <QDir>
-#include <QFileInfo>
+#include <QCoreApplication>
 #include <QProcess>
 #include <QStringDecoder>
 
-#include <unistd.h>
+namespace {
+
+QString notShown(qint64 bytes)
+{
+    return QStringLiteral("… (%1 bytes not shown)").arg(bytes);
+}
+
+} // namespace
 
 ServerOutput::ServerOutput(int port, QProcess* process) : QObject(process)
 {
-    out.path = filePath(port, Channel::standardOutput);
-    err.path = filePath(port, Channel::standardError);
+    out.path = ServerLogFolder::filePath(port, Channel::standardOutput);
+    err.path = ServerLogFolder::filePath(port, Channel::standardError);
 
     QString error;
-    if (!prepareFolder(&error) || !follow(out, &error) || !follow(err, &error)) {
+    if (!ServerLogFolder::prepare(&error) || !follow(out, &error) || !follow(err, &error)) {
         Log::line(
             QStringLiteral("⚠️ [ServerManager] Server output is not logged: %1").arg(error));
         finished = true;
@@ -23,20 +29,35 @@ ServerOutput::ServerOutput(int port, QProcess* process) : QObject(process)
         process->setStandardErrorFile(QProcess::nullDevice());
         return;
     }
+    // Until the child runs, wisp itself stands for the writer, so that tidying never takes the
+    // files away from under a launch.
+    ServerLogFolder::recordWriter(port, QCoreApplication::applicationPid());
+    connect(process, &QProcess::started, this,
+            [port, process] { ServerLogFolder::recordWriter(port, process->processId()); });
 
     // O_APPEND: whatever else writes into the file (a wrapper and its children share it), every
-    // write lands at the end, where the reader looks.
+    // write lands at the end, where the reader looks, and continues at the new end once the
+    // file has been emptied.
     process->setStandardOutputFile(out.path, QIODevice::Append);
     process->setStandardErrorFile(err.path, QIODevice::Append);
     for (Stream* stream : {&out, &err}) {
         stream->pending.setSingleShot(true);
-        stream->pending.setInterval(coalesceMs);
-        connect(&stream->pending, &QTimer::timeout, this, [this, stream] { readNew(*stream); });
+        connect(&stream->pending, &QTimer::timeout, this, [this, stream] {
+            if (readChunk(*stream)) {
+                stream->pending.start(0);
+            }
+        });
     }
     connect(&watcher, &QFileSystemWatcher::fileChanged, this, [this](const QString& path) {
         for (Stream* stream : {&out, &err}) {
-            if (path == stream->path && !stream->pending.isActive()) {
-                stream->pending.start();
+            if (path != stream->path) {
+                continue;
+            }
+            if (stream->file.size() > ServerLogFolder::fileCap) {
+                // Past its cap already: a burst too big to wait for.
+                stream->pending.start(0);
+            } else if (!stream->pending.isActive()) {
+                stream->pending.start(coalesceMs);
             }
         }
     });
@@ -49,8 +70,13 @@ void ServerOutput::finish()
     }
     out.pending.stop();
     err.pending.stop();
-    readNew(out);
-    readNew(err);
+    // More than a read's worth past the cap is skipped, so this logs at most a cap's worth; the
+    // bound also stops a writer that outlives the child from keeping the loop going.
+    constexpr int maxChunks = static_cast<int>(ServerLogFolder::fileCap / readSize) + 1;
+    for (Stream* stream : {&out, &err}) {
+        for (int chunk = 0; chunk < maxChunks && readChunk(*stream); ++chunk) {
+        }
+    }
     finished = true;
     if (!watcher.files().isEmpty()) {
         watcher.removePaths(watcher.files());
@@ -59,17 +85,12 @@ void ServerOutput::finish()
     err.file.close();
 }
 
-QString ServerOutput::folder()
+bool ServerOutput::caughtUp() const
 {
-    return QDir::tempPath() + QStringLiteral("/wisp-") + QString::number(::getuid());
-}
-
-QString ServerOutput::filePath(int port, Channel channel)
-{
-    const QString name = channel == Channel::standardOutput
-                             ? QStringLiteral("server-%1.stdout.log")
-                             : QStringLiteral("server-%1.stderr.log");
-    return folder() + QLatin1Char('/') + name.arg(port);
+    if (finished) {
+        return true;
+    }
+    return out.offset == out.file.size() && err.offset == err.file.size();
 }
 
 std::optional<QString> ServerOutput::decodeChunk(const QByteArray& data)
@@ -83,22 +104,34 @@ std::optional<QString> ServerOutput::decodeChunk(const QByteArray& data)
     return text.trimmed();
 }
 
-bool ServerOutput::prepareFolder(QString* error)
+QString ServerOutput::shown(const QString& text)
 {
-    const QString path = folder();
-    if (!QDir().mkpath(path)) {
-        *error = QStringLiteral("cannot create %1").arg(path);
-        return false;
+    const QByteArray bytes = text.toUtf8();
+    if (bytes.size() <= shownSize) {
+        return text;
     }
-    // The temporary directory may be shared between users: only a folder of our own will do.
-    const QFileInfo info(path);
-    if (info.isSymLink() || info.ownerId() != ::getuid()) {
-        *error = QStringLiteral("%1 belongs to another user").arg(path);
-        return false;
+    const qsizetype kept = wholeCharactersLength(bytes.first(shownSize));
+    return QString::fromUtf8(bytes.first(kept)) + QLatin1Char(' ') + notShown(bytes.size() - kept);
+}
+
+qsizetype ServerOutput::wholeCharactersLength(const QByteArray& data)
+{
+    // Look back at most one sequence's length for the byte that starts the last sequence.
+    const qsizetype size = data.size();
+    for (qsizetype start = size - 1; start >= 0 && start >= size - 4; --start) {
+        const auto byte = static_cast<unsigned char>(data.at(start));
+        if ((byte & 0xC0) == 0x80) {
+            continue; // a continuation byte
+        }
+        const qsizetype length = byte < 0x80             ? 1
+                                 : (byte & 0xE0) == 0xC0 ? 2
+                                 : (byte & 0xF0) == 0xE0 ? 3
+                                 : (byte & 0xF8) == 0xF0 ? 4
+                                                         : 1;
+        return start + length > size ? start : size;
     }
-    QFile::setPermissions(path,
-                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    return true;
+    // Not UTF-8 at all: leave it whole for the decoder to reject.
+    return size;
 }
 
 bool ServerOutput::follow(Stream& stream, QString* error)
@@ -113,8 +146,9 @@ bool ServerOutput::follow(Stream& stream, QString* error)
     }
     fresh.close();
 
+    // Open for writing too, to empty it when it outgrows its cap.
     stream.file.setFileName(stream.path);
-    if (!stream.file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    if (!stream.file.open(QIODevice::ReadWrite | QIODevice::Unbuffered)) {
         *error = QStringLiteral("%1: %2").arg(stream.path, stream.file.errorString());
         return false;
     }
@@ -124,31 +158,67 @@ bool ServerOutput::follow(Stream& stream, QString* error)
     return true;
 }
 
-void ServerOutput::readNew(Stream& stream)
+bool ServerOutput::readChunk(Stream& stream)
 {
     if (finished || !stream.file.isOpen()) {
-        return;
+        return false;
     }
     const qint64 size = stream.file.size();
     if (size < stream.offset) {
-        // Truncated behind our back: start over from its beginning.
+        // Emptied behind our back (the folder's own capping): start over from its beginning.
         stream.offset = 0;
     }
-    if (size == stream.offset || !stream.file.seek(stream.offset)) {
-        return;
+    const qint64 unread = size - stream.offset;
+    if (size > ServerLogFolder::fileCap && unread > readSize) {
+        // Far ahead of what can be logged: skip what is there and follow from the new end.
+        emptyBehind(stream);
+        return false;
     }
-    const QByteArray data = stream.file.read(size - stream.offset);
+    if (unread <= 0 || !stream.file.seek(stream.offset)) {
+        return false;
+    }
+    QByteArray data = stream.file.read(std::min(unread, readSize));
     if (data.isEmpty()) {
-        return;
+        return false;
+    }
+    if (data.size() < unread) {
+        // More follows: end this chunk between two characters, so that a long run of valid
+        // text is not taken for invalid where a read happens to cut it.
+        const qsizetype whole = wholeCharactersLength(data);
+        if (whole > 0) {
+            data.truncate(whole);
+        }
     }
     stream.offset += data.size();
 
     // A chunk that is not valid UTF-8 is dropped; each chunk is one line, neither split nor joined.
-    const std::optional<QString> text = decodeChunk(data);
-    if (!text) {
+    if (const std::optional<QString> text = decodeChunk(data)) {
+        log(stream.channel, shown(*text));
+    }
+    if (stream.offset < size) {
+        return true;
+    }
+    // Caught up: a file past its cap is emptied now that nothing in it is unread.
+    emptyBehind(stream);
+    return false;
+}
+
+void ServerOutput::emptyBehind(Stream& stream)
+{
+    const qint64 emptied = ServerLogFolder::cap(stream.file);
+    if (emptied == 0) {
         return;
     }
-    Log::line(stream.channel == Channel::standardOutput
-                  ? QStringLiteral("📝 [Server Output] %1").arg(*text)
-                  : QStringLiteral("⚠️ [Server Error] %1").arg(*text));
+    // Counted as it was when emptied: what arrived after the last look is not shown either.
+    if (emptied > stream.offset) {
+        log(stream.channel, notShown(emptied - stream.offset));
+    }
+    stream.offset = 0;
+}
+
+void ServerOutput::log(Channel channel, const QString& text)
+{
+    Log::line(channel == Channel::standardOutput
+                  ? QStringLiteral("📝 [Server Output] %1").arg(text)
+                  : QStringLiteral("⚠️ [Server Error] %1").arg(text));
 }

@@ -353,6 +353,7 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
         environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
         // The instance socket and the server output live here, apart from any other wisp.
         environment.insert(QStringLiteral("TMPDIR"), temporary.path());
+        environment.insert(QStringLiteral("XDG_STATE_HOME"), temporary.path());
         environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records.path());
         // The application deliberately never frees its delegate.
         const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));

@@ -5,6 +5,7 @@
 #include "support/TestSupport.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QHostAddress>
 #include <QProcess>
 #include <QRegularExpression>
@@ -111,7 +112,8 @@ TEST(ServerSurvival, ServerKeepsRunningAndWritingAfterWispQuitsWithoutDestroying
     EXPECT_NE(processInfo(pid)->parent, harnessPid);
 
     // It keeps writing output well after wisp has gone, and survives doing so.
-    const QString outputPath = ServerOutput::filePath(port, ServerOutput::Channel::standardOutput);
+    const QString outputPath =
+        ServerLogFolder::filePath(port, ServerLogFolder::Channel::standardOutput);
     const int tickAtExit = lastTick(outputPath);
     EXPECT_TRUE(waitUntil([&] { return lastTick(outputPath) >= tickAtExit + 20; }, 30s))
         << "last tick " << lastTick(outputPath) << " at exit " << tickAtExit;
@@ -120,4 +122,30 @@ TEST(ServerSurvival, ServerKeepsRunningAndWritingAfterWispQuitsWithoutDestroying
     // And it still answers.
     EXPECT_EQ(httpStatusLine(port), QByteArray("HTTP/1.0 200 OK"));
     EXPECT_TRUE(isAlive(pid));
+
+    // The next start of wisp leaves the files of the living server alone...
+    {
+        ServerManager nextStart;
+        EXPECT_TRUE(QFileInfo::exists(outputPath));
+        EXPECT_TRUE(QFileInfo::exists(ServerLogFolder::writerFilePath(port)));
+    }
+    // ...and the one after its end removes them.
+    ::kill(static_cast<pid_t>(-pid), SIGKILL);
+    // Gone for good once its adoptive parent has reaped it, not merely a zombie.
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            for (const qint64 candidate : allProcessIds()) {
+                const auto info = processInfo(candidate);
+                if (info && info->group == pid) {
+                    return false;
+                }
+            }
+            return true;
+        },
+        20s));
+    ServerManager startAfterTheServerEnded;
+    EXPECT_FALSE(QFileInfo::exists(outputPath));
+    EXPECT_FALSE(QFileInfo::exists(ServerLogFolder::writerFilePath(port)));
+    EXPECT_FALSE(QFileInfo::exists(
+        ServerLogFolder::filePath(port, ServerLogFolder::Channel::standardError)));
 }

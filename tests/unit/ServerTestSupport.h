@@ -157,23 +157,28 @@ inline QList<qint64> childrenOf(qint64 pid)
     return children;
 }
 
-// Points the temporary directory (TMPDIR) at a private folder while it exists, so that the
-// server output files of a test land there and go away with it.
+// Points the temporary directory (TMPDIR) and the state folder (XDG_STATE_HOME) at a private
+// folder while it exists, so that the instance socket and the server output files of a test land
+// there and go away with it.
 class ScopedTemporaryDirectory
 {
 public:
     ScopedTemporaryDirectory()
-        : previous(qgetenv("TMPDIR")), hadPrevious(qEnvironmentVariableIsSet("TMPDIR"))
     {
         EXPECT_TRUE(directory.isValid());
-        qputenv("TMPDIR", directory.path().toUtf8());
+        for (const char* name : {"TMPDIR", "XDG_STATE_HOME"}) {
+            previous.append({name, qgetenv(name), qEnvironmentVariableIsSet(name)});
+            qputenv(name, directory.path().toUtf8());
+        }
     }
     ~ScopedTemporaryDirectory()
     {
-        if (hadPrevious) {
-            qputenv("TMPDIR", previous);
-        } else {
-            qunsetenv("TMPDIR");
+        for (const Variable& variable : std::as_const(previous)) {
+            if (variable.wasSet) {
+                qputenv(variable.name, variable.value);
+            } else {
+                qunsetenv(variable.name);
+            }
         }
     }
     ScopedTemporaryDirectory(const ScopedTemporaryDirectory&) = delete;
@@ -182,9 +187,15 @@ public:
     QString path() const { return directory.path(); }
 
 private:
+    struct Variable
+    {
+        const char* name;
+        QByteArray value;
+        bool wasSet;
+    };
+
     QTemporaryDir directory;
-    QByteArray previous;
-    bool hadPrevious;
+    QList<Variable> previous;
 };
 
 // SIGKILLs the registered process groups when it goes out of scope, so that a failing test

@@ -27,6 +27,9 @@ int main(int argc, char** argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
 
+    // Server output goes to the state folder: never the user's own.
+    QTemporaryDir stateHome(QDir::tempPath() + QStringLiteral("/wisp-test-state-XXXXXX"));
+    qputenv("XDG_STATE_HOME", stateHome.path().toUtf8());
     QTemporaryDir configHome(QDir::tempPath() + QStringLiteral("/wisp-test-config-XXXXXX"));
     qputenv("XDG_CONFIG_HOME", configHome.path().toUtf8());
 
