@@ -2,6 +2,7 @@
 
 #include "Views/SettingsPopover.h"
 
+#include <QDir>
 #include <QFileDialog>
 #include <QToolButton>
 
@@ -53,6 +54,8 @@ QFileDialog* FolderChooser::makeDialog(QWidget* parent)
     dialog->setOption(QFileDialog::ReadOnly, true);
     dialog->setLabelText(QFileDialog::Accept, QStringLiteral("Select"));
     dialog->setAcceptMode(QFileDialog::AcceptOpen);
+    // Projects live somewhere under home; the application's working folder means nothing here.
+    dialog->setDirectory(QDir::homePath());
     // Above other windows, as a modal panel would be, but without blocking.
     dialog->setWindowModality(Qt::NonModal);
     dialog->setWindowFlag(Qt::WindowStaysOnTopHint, true);
