@@ -2,6 +2,7 @@
 
 #include "support/QtPrinters.h"
 
+#include <QDir>
 #include <QFileDialog>
 
 #include <gtest/gtest.h>
@@ -18,4 +19,6 @@ TEST(FolderChooserTest, DialogAsksForOneFolderWithSelect)
     EXPECT_TRUE(dialog->testOption(QFileDialog::ReadOnly));
     EXPECT_EQ(dialog->acceptMode(), QFileDialog::AcceptOpen);
     EXPECT_FALSE(dialog->isModal());
+    EXPECT_TRUE(dialog->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_EQ(QDir(dialog->directory()).canonicalPath(), QDir(QDir::homePath()).canonicalPath());
 }
