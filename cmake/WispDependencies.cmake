@@ -12,7 +12,7 @@ if(APPLE)
     endforeach()
 endif()
 
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Concurrent)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Concurrent Svg)
 
 find_package(QCoro6 QUIET COMPONENTS Core Network)
 if(NOT QCoro6_FOUND)

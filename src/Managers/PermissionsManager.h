@@ -29,6 +29,9 @@ public:
     void requestAutomationPermission();
     void requestAccessibilityPermission();
     void stopPolling();
+    // Starts a one-second poll for each permission not yet seen granted that has none running;
+    // nothing once shutting down. Views that show the flags call it when they appear.
+    void startPollingIfNeeded();
 
     // The live timers, for observers and tests; null while not polling.
     QTimer* automationTimer() const { return automationPollTimer; }
@@ -42,7 +45,6 @@ Q_SIGNALS:
 private:
     enum class Permission { automation, accessibility };
 
-    void startPollingIfNeeded();
     // Replaces the permission's timer with a new one-second timer, unless shutting down.
     void startPolling(Permission permission);
     void pollTick(Permission permission, QTimer* timer);

@@ -3,6 +3,9 @@
 #include <QGuiApplication>
 #include <QPalette>
 
+#include <map>
+#include <utility>
+
 namespace {
 
 QColor paletteColor(QPalette::ColorRole role)
@@ -10,18 +13,33 @@ QColor paletteColor(QPalette::ColorRole role)
     return QGuiApplication::palette().color(QPalette::Active, role);
 }
 
+// A colour of the application palette, taken again only when the palette is replaced (the
+// system's light/dark switch replaces it), so that repeated reads within one appearance give the
+// same value. The object handed out stays the same; only its value follows the appearance.
+const QColor& followingPalette(QPalette::ColorRole role)
+{
+    // Per role: the key of the palette the colour came from, and the colour.
+    static std::map<QPalette::ColorRole, std::pair<qint64, QColor>> taken;
+    const QPalette palette = QGuiApplication::palette();
+    const auto [entry, inserted] = taken.try_emplace(role);
+    auto& [paletteKey, color] = entry->second;
+    if (inserted || paletteKey != palette.cacheKey()) {
+        paletteKey = palette.cacheKey();
+        color = palette.color(QPalette::Active, role);
+    }
+    return color;
+}
+
 } // namespace
 
 const QColor& Theme::surface()
 {
-    static const QColor color = paletteColor(QPalette::Base);
-    return color;
+    return followingPalette(QPalette::Base);
 }
 
 const QColor& Theme::border()
 {
-    static const QColor color = paletteColor(QPalette::Mid);
-    return color;
+    return followingPalette(QPalette::Mid);
 }
 
 const QColor& Theme::secondary()

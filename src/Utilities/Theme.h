@@ -2,9 +2,11 @@
 
 #include <QColor>
 
-// The application's fixed colour palette. Every colour is made once, on first use, and the
-// same value is returned on every later access. The first four come from the application
-// palette at that moment; the four status colours are fixed sRGB values for light and dark.
+// The application's fixed colour palette. Each accessor returns the same object every time.
+// `surface` and `border` are system colours: they are taken again from the application palette
+// when that palette changes (the system's light/dark switch reaches Qt as a palette change), so
+// they keep one value per appearance. `secondary` and `accent` are made once, on first use; the
+// four status colours are fixed sRGB values for light and dark.
 class Theme
 {
 public:

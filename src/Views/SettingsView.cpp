@@ -1,17 +1,37 @@
 #include "Views/SettingsView.h"
 
+#include "Managers/PermissionsManager.h"
 #include "Managers/SettingsManager.h"
+#include "Models/BehaviorMode.h"
+#include "Models/Browser.h"
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
+#include "Utilities/Theme.h"
 #include "Views/FolderChooser.h"
 
+#include <QButtonGroup>
+#include <QEvent>
 #include <QFontDatabase>
 #include <QFrame>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPixmap>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QSignalBlocker>
+#include <QStyle>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace {
+
+constexpr int sectionPadding = 16;
+constexpr int sectionSpacing = 6;
+constexpr int dotSize = 8;
+// Wide enough for every section; a long folder path is cut off rather than widening the panel.
+constexpr int viewWidth = 300;
 
 QCoro::Task<> scan(QPointer<ProjectManaging> projectManager, QUrl folder)
 {
@@ -20,12 +40,24 @@ QCoro::Task<> scan(QPointer<ProjectManaging> projectManager, QUrl folder)
     }
 }
 
-QLabel* sectionTitle(const QString& text, QWidget* parent)
+QFont captionFont(QFont font)
+{
+    font.setPointSizeF(font.pointSizeF() * 0.85);
+    return font;
+}
+
+QFont monospacedFont(qreal scale)
+{
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    font.setPointSizeF(font.pointSizeF() * scale);
+    return font;
+}
+
+// Caption-sized text in the secondary colour, which follows the palette.
+QLabel* captionLabel(const QString& text, QWidget* parent)
 {
     auto* label = new QLabel(text, parent);
-    QFont font = label->font();
-    font.setPointSizeF(font.pointSizeF() * 0.85);
-    label->setFont(font);
+    label->setFont(captionFont(label->font()));
     label->setForegroundRole(QPalette::PlaceholderText);
     return label;
 }
@@ -36,6 +68,19 @@ QFrame* divider(QWidget* parent)
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Sunken);
     return line;
+}
+
+QPixmap dotPixmap(const QColor& color, qreal ratio)
+{
+    QPixmap pixmap(QSize(dotSize, dotSize) * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawEllipse(QRectF(0, 0, dotSize, dotSize));
+    return pixmap;
 }
 
 } // namespace
@@ -50,44 +95,217 @@ SettingsView::SettingsView(SettingsManager* settingsManager, ProjectManaging* pr
     , permissionsManager(permissionsManager)
     , folderChooser(folderChooser ? std::move(folderChooser) : FolderChooser::makeDialogChooser())
 {
-    currentProject = new QLabel(this);
-    QFont headline = currentProject->font();
-    headline.setWeight(QFont::DemiBold);
-    currentProject->setFont(headline);
-
-    projectCount = new QLabel(this);
-    folderPath = new QLabel(this);
-    QFont mono = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    mono.setPointSizeF(mono.pointSizeF() * 0.85);
-    folderPath->setFont(mono);
-    folderPath->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    browse = new QPushButton(QStringLiteral("Browse..."), this);
-    connect(browse, &QPushButton::clicked, this, &SettingsView::selectFolder);
-
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 16, 16, 16);
-    layout->addWidget(sectionTitle(QStringLiteral("Current Project"), this));
-    layout->addWidget(currentProject);
-    layout->addWidget(divider(this));
-    layout->addWidget(sectionTitle(QStringLiteral("Projects"), this));
-    layout->addWidget(projectCount);
-    layout->addWidget(folderPath);
-    layout->addWidget(browse, 0, Qt::AlignLeft);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    setFixedWidth(viewWidth);
+
+    makeCurrentProjectSection();
+    makeProjectsSection();
+    makeBehaviorSection();
+    makeBrowserSection();
+    makeShortcutSection();
+    makeCustomURLSection();
+    makeStatusSection();
 
     if (projectManager) {
         connect(projectManager, &ProjectManaging::projectsChanged, this,
-                &SettingsView::updateContent);
+                &SettingsView::updateProjects);
         connect(projectManager, &ProjectManaging::selectedProjectChanged, this,
-                &SettingsView::updateContent);
+                &SettingsView::updateCurrentProject);
     }
     if (settingsManager) {
-        connect(settingsManager, &SettingsManager::changed, this, [this](const QString& key) {
-            if (key == QLatin1String("projectsFolderBookmark")) {
-                updateContent();
-            }
-        });
+        connect(settingsManager, &SettingsManager::changed, this, &SettingsView::settingChanged);
     }
-    updateContent();
+    if (serverManager) {
+        connect(serverManager, &ServerManaging::statusChanged, this, &SettingsView::updateStatus);
+    }
+    if (permissionsManager) {
+        connect(permissionsManager, &PermissionsManager::accessibilityPermissionChanged, this,
+                [this](bool granted) {
+                    updateAccessibilityWarning();
+                    // A permission revoked since polling ended is watched again while the
+                    // warning is on screen, so granting it removes the row.
+                    if (!granted && isVisible() && this->permissionsManager) {
+                        this->permissionsManager->startPollingIfNeeded();
+                    }
+                });
+    }
+
+    updateCurrentProject();
+    updateProjects();
+    updateBehavior();
+    updateBrowser();
+    updateCustomURL();
+    updateAccessibilityWarning();
+    updateStatus(serverManager ? serverManager->status() : ServerStatus::unknown);
+    applyLinkColor();
+}
+
+QVBoxLayout* SettingsView::addSection(const QString& title)
+{
+    auto* outer = static_cast<QVBoxLayout*>(layout());
+    if (!sectionWidgets.isEmpty()) {
+        outer->addWidget(divider(this));
+    }
+    auto* section = new QWidget(this);
+    auto* sectionLayout = new QVBoxLayout(section);
+    sectionLayout->setContentsMargins(sectionPadding, sectionPadding, sectionPadding,
+                                      sectionPadding);
+    sectionLayout->setSpacing(sectionSpacing);
+    if (!title.isEmpty()) {
+        sectionLayout->addWidget(captionLabel(title, section));
+    }
+    outer->addWidget(section);
+    sectionWidgets.append(section);
+    return sectionLayout;
+}
+
+void SettingsView::makeCurrentProjectSection()
+{
+    QVBoxLayout* section = addSection(QStringLiteral("Current Project"));
+    QWidget* parent = section->parentWidget();
+    currentProject = new QLabel(parent);
+    QFont headline = currentProject->font();
+    headline.setWeight(QFont::DemiBold);
+    currentProject->setFont(headline);
+    projectType = captionLabel(QString(), parent);
+    projectPort = captionLabel(QString(), parent);
+
+    auto* row = new QHBoxLayout();
+    row->setSpacing(4);
+    row->addWidget(currentProject);
+    row->addWidget(projectType);
+    row->addWidget(projectPort);
+    row->addStretch(1);
+    section->addLayout(row);
+}
+
+void SettingsView::makeProjectsSection()
+{
+    QVBoxLayout* section = addSection(QStringLiteral("Projects"));
+    QWidget* parent = section->parentWidget();
+    projectCount = captionLabel(QString(), parent);
+    folderPath = new QLabel(parent);
+    folderPath->setFont(monospacedFont(0.85));
+    folderPath->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // The path never widens the panel; the whole of it is in the tool tip.
+    folderPath->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    browse = new QPushButton(QStringLiteral("Browse..."), parent);
+    connect(browse, &QPushButton::clicked, this, &SettingsView::selectFolder);
+
+    section->addWidget(projectCount);
+    section->addWidget(folderPath);
+    section->addWidget(browse, 0, Qt::AlignLeft);
+}
+
+void SettingsView::makeBehaviorSection()
+{
+    QVBoxLayout* section = addSection(QStringLiteral("Behavior"));
+    behaviors = new QButtonGroup(this);
+    for (const BehaviorMode mode : BehaviorMode::allCases()) {
+        auto* radio = new QRadioButton(mode.displayName(), section->parentWidget());
+        behaviors->addButton(radio, static_cast<int>(BehaviorMode::Value(mode)));
+        section->addWidget(radio);
+    }
+    connect(behaviors, &QButtonGroup::idToggled, this, [this](int id, bool checked) {
+        if (checked && settingsManager) {
+            settingsManager->setBehaviorMode(static_cast<BehaviorMode::Value>(id));
+        }
+    });
+}
+
+void SettingsView::makeBrowserSection()
+{
+    QVBoxLayout* section = addSection(QStringLiteral("Browser"));
+    browsers = new QButtonGroup(this);
+    for (const Browser browser : Browser::allCases()) {
+        auto* radio = new QRadioButton(browser.displayName(), section->parentWidget());
+        browsers->addButton(radio, static_cast<int>(Browser::Value(browser)));
+        section->addWidget(radio);
+    }
+    connect(browsers, &QButtonGroup::idToggled, this, [this](int id, bool checked) {
+        if (checked && settingsManager) {
+            settingsManager->setPreferredBrowser(static_cast<Browser::Value>(id));
+        }
+    });
+}
+
+void SettingsView::makeShortcutSection()
+{
+    QVBoxLayout* section = addSection(QStringLiteral("Shortcut"));
+    QWidget* parent = section->parentWidget();
+
+    accessibilityRow = new QWidget(parent);
+    auto* row = new QHBoxLayout(accessibilityRow);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(4);
+    row->addWidget(
+        captionLabel(QStringLiteral("Accessibility permission required"), accessibilityRow));
+    grant = new QPushButton(QStringLiteral("Grant"), accessibilityRow);
+    grant->setFlat(true);
+    grant->setFont(captionFont(grant->font()));
+    grant->setCursor(Qt::PointingHandCursor);
+    // A link, not a bordered button: no padding around the text.
+    grant->setStyleSheet(QStringLiteral("QPushButton { border: none; padding: 0px; }"));
+    connect(grant, &QPushButton::clicked, this, [this] {
+        if (permissionsManager) {
+            permissionsManager->requestAccessibilityPermission();
+        }
+    });
+    row->addWidget(grant);
+    row->addStretch(1);
+    section->addWidget(accessibilityRow);
+}
+
+void SettingsView::makeCustomURLSection()
+{
+    QVBoxLayout* section = addSection(QStringLiteral("Custom URL"));
+    QWidget* parent = section->parentWidget();
+    customURL = new QLineEdit(parent);
+    customURL->setFont(monospacedFont(1.0));
+    customURL->setPlaceholderText(QStringLiteral("https://staging.example.com"));
+    connect(customURL, &QLineEdit::textEdited, this, [this](const QString& text) {
+        if (settingsManager) {
+            settingsManager->setCustomURL(text);
+        }
+    });
+
+    clearCustomURL = new QToolButton(parent);
+    clearCustomURL->setAutoRaise(true);
+    clearCustomURL->setFocusPolicy(Qt::NoFocus);
+    clearCustomURL->setToolTip(QStringLiteral("Clear"));
+    clearCustomURL->setAccessibleName(QStringLiteral("Clear"));
+    clearCustomURL->setIcon(style()->standardIcon(QStyle::SP_LineEditClearButton));
+    connect(clearCustomURL, &QToolButton::clicked, this, [this] {
+        if (settingsManager) {
+            settingsManager->setCustomURL(QString());
+        }
+    });
+    connect(customURL, &QLineEdit::textChanged, clearCustomURL,
+            [this](const QString& text) { clearCustomURL->setVisible(!text.isEmpty()); });
+
+    auto* row = new QHBoxLayout();
+    row->setSpacing(4);
+    row->addWidget(customURL, 1);
+    row->addWidget(clearCustomURL);
+    section->addLayout(row);
+}
+
+void SettingsView::makeStatusSection()
+{
+    QVBoxLayout* section = addSection(QString());
+    QWidget* parent = section->parentWidget();
+    statusIndicator = new QLabel(parent);
+    statusIndicator->setFixedSize(dotSize, dotSize);
+    statusText = captionLabel(QString(), parent);
+
+    auto* row = new QHBoxLayout();
+    row->setSpacing(6);
+    row->addWidget(statusIndicator);
+    row->addWidget(statusText);
+    row->addStretch(1);
+    section->addLayout(row);
 }
 
 void SettingsView::selectFolder()
@@ -102,18 +320,123 @@ void SettingsView::selectFolder()
     });
 }
 
-void SettingsView::updateContent()
+void SettingsView::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    if (permissionsManager) {
+        permissionsManager->checkPermissions();
+        permissionsManager->startPollingIfNeeded();
+    }
+}
+
+void SettingsView::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        applyLinkColor();
+    }
+}
+
+void SettingsView::settingChanged(const QString& key)
+{
+    if (key == QLatin1String("projectsFolderBookmark")) {
+        updateProjects();
+    } else if (key == QLatin1String("behaviorMode")) {
+        updateBehavior();
+    } else if (key == QLatin1String("preferredBrowser")) {
+        updateBrowser();
+    } else if (key == QLatin1String("customURL")) {
+        updateCustomURL();
+    }
+}
+
+void SettingsView::updateCurrentProject()
 {
     const std::optional<Project> selected =
         projectManager ? projectManager->selectedProject() : std::nullopt;
-    currentProject->setText(selected ? selected->name + QStringLiteral("  :") +
-                                           QString::number(selected->port)
-                                     : QStringLiteral("No project selected"));
+    if (selected) {
+        currentProject->setText(selected->name);
+        currentProject->setForegroundRole(QPalette::WindowText);
+        projectType->setText(QStringLiteral("(%1)").arg(selected->type.displayName()));
+        projectPort->setText(QStringLiteral(":%1").arg(selected->port));
+    } else {
+        currentProject->setText(QStringLiteral("No project selected"));
+        currentProject->setForegroundRole(QPalette::PlaceholderText);
+        projectType->clear();
+        projectPort->clear();
+    }
+    projectType->setVisible(selected.has_value());
+    projectPort->setVisible(selected.has_value());
+}
 
+void SettingsView::updateProjects()
+{
     const qsizetype count = projectManager ? projectManager->projects().size() : 0;
     projectCount->setText(QString::number(count) + QStringLiteral(" found"));
 
     const std::optional<QUrl> folder =
         settingsManager ? settingsManager->projectsFolderURL() : std::nullopt;
     folderPath->setText(folder ? folder->toLocalFile() : QStringLiteral("Not set"));
+    folderPath->setToolTip(folder ? folder->toLocalFile() : QString());
+}
+
+void SettingsView::updateBehavior()
+{
+    if (!settingsManager) {
+        return;
+    }
+    const QSignalBlocker blocker(behaviors);
+    if (QAbstractButton* button = behaviors->button(
+            static_cast<int>(BehaviorMode::Value(settingsManager->behaviorMode())))) {
+        button->setChecked(true);
+    }
+}
+
+void SettingsView::updateBrowser()
+{
+    if (!settingsManager) {
+        return;
+    }
+    const QSignalBlocker blocker(browsers);
+    if (QAbstractButton* button = browsers->button(
+            static_cast<int>(Browser::Value(settingsManager->preferredBrowser())))) {
+        button->setChecked(true);
+    }
+}
+
+void SettingsView::updateCustomURL()
+{
+    const QString stored = settingsManager ? settingsManager->customURL() : QString();
+    // Only a change from elsewhere is copied in, so typing keeps its cursor.
+    if (customURL->text() != stored) {
+        customURL->setText(stored);
+    }
+    clearCustomURL->setVisible(!customURL->text().isEmpty());
+}
+
+void SettingsView::updateAccessibilityWarning()
+{
+    accessibilityRow->setVisible(permissionsManager &&
+                                 !permissionsManager->hasAccessibilityPermission());
+}
+
+void SettingsView::updateStatus(ServerStatus status)
+{
+    QColor color = Theme::stopped();
+    if (status == ServerStatus::running) {
+        color = Theme::running();
+    } else if (status == ServerStatus::starting) {
+        color = Theme::starting();
+    }
+    statusIndicator->setPixmap(dotPixmap(color, devicePixelRatioF()));
+    // Only the dot tells a starting server from a stopped one.
+    statusText->setText(status == ServerStatus::running ? QStringLiteral("Running")
+                                                        : QStringLiteral("Stopped"));
+}
+
+void SettingsView::applyLinkColor()
+{
+    QPalette linkPalette = grant->palette();
+    linkPalette.setColor(QPalette::ButtonText, palette().color(QPalette::Link));
+    grant->setPalette(linkPalette);
 }

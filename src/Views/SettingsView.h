@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Models/ServerStatus.h"
+
 #include <QPointer>
 #include <QWidget>
 
@@ -8,13 +10,19 @@
 class FolderChooser;
 class PermissionsManager;
 class ProjectManaging;
+class QAbstractButton;
+class QButtonGroup;
 class QLabel;
+class QLineEdit;
 class QPushButton;
+class QToolButton;
+class QVBoxLayout;
 class ServerManaging;
 class SettingsManager;
 
-// The compact settings panel of the settings popover. For now it shows the current project and
-// the projects folder, and lets the user choose another folder; every change is stored at once.
+// The compact settings panel of the settings popover: current project, projects folder, click
+// behaviour, browser, global shortcut, custom address and server state, one section each. Every
+// control writes the settings store at once, and every control follows the store's changes.
 class SettingsView : public QWidget
 {
     Q_OBJECT
@@ -29,19 +37,67 @@ public:
     QPointer<SettingsManager> settingsManager;
     QPointer<ProjectManaging> projectManager;
     QPointer<ServerManaging> serverManager;
-    PermissionsManager* permissionsManager = nullptr;
+    QPointer<PermissionsManager> permissionsManager;
+
+    // The sections from top to bottom; each but the status row starts with its title label.
+    QList<QWidget*> sections() const { return sectionWidgets; }
 
     QLabel* projectLabel() const { return currentProject; }
+    QLabel* projectTypeLabel() const { return projectType; }
+    QLabel* projectPortLabel() const { return projectPort; }
     QLabel* countLabel() const { return projectCount; }
     QLabel* folderLabel() const { return folderPath; }
     QPushButton* browseButton() const { return browse; }
+    // Button ids are the BehaviorMode and Browser values.
+    QButtonGroup* behaviorGroup() const { return behaviors; }
+    QButtonGroup* browserGroup() const { return browsers; }
+    QWidget* accessibilityWarning() const { return accessibilityRow; }
+    QPushButton* grantButton() const { return grant; }
+    QLineEdit* customURLField() const { return customURL; }
+    QToolButton* clearButton() const { return clearCustomURL; }
+    QLabel* statusDot() const { return statusIndicator; }
+    QLabel* statusLabel() const { return statusText; }
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
-    void updateContent();
+    // Appends a padded section (after a divider) and returns its layout; no title label for an
+    // empty title.
+    QVBoxLayout* addSection(const QString& title);
+    void makeCurrentProjectSection();
+    void makeProjectsSection();
+    void makeBehaviorSection();
+    void makeBrowserSection();
+    void makeShortcutSection();
+    void makeCustomURLSection();
+    void makeStatusSection();
+
+    void settingChanged(const QString& key);
+    void updateCurrentProject();
+    void updateProjects();
+    void updateBehavior();
+    void updateBrowser();
+    void updateCustomURL();
+    void updateAccessibilityWarning();
+    void updateStatus(ServerStatus status);
+    void applyLinkColor();
 
     std::shared_ptr<FolderChooser> folderChooser;
+    QList<QWidget*> sectionWidgets;
     QLabel* currentProject = nullptr;
+    QLabel* projectType = nullptr;
+    QLabel* projectPort = nullptr;
     QLabel* projectCount = nullptr;
     QLabel* folderPath = nullptr;
     QPushButton* browse = nullptr;
+    QButtonGroup* behaviors = nullptr;
+    QButtonGroup* browsers = nullptr;
+    QWidget* accessibilityRow = nullptr;
+    QPushButton* grant = nullptr;
+    QLineEdit* customURL = nullptr;
+    QToolButton* clearCustomURL = nullptr;
+    QLabel* statusIndicator = nullptr;
+    QLabel* statusText = nullptr;
 };

@@ -46,27 +46,88 @@ TEST(ThemeTest, SystemColoursComeFromTheApplicationPalette)
     EXPECT_EQ(Theme::accent(), palette.color(QPalette::Active, QPalette::Highlight));
 }
 
-TEST(ThemeTest, EveryConstantIsTheSameValueOnEveryAccess)
+namespace {
+
+// Sets the application palette for one test and puts the old one back afterwards.
+class ThemePaletteTest : public ::testing::Test
 {
-    const QList<const QColor* (*)()> accessors = {
+protected:
+    ~ThemePaletteTest() override { QApplication::setPalette(original); }
+
+    const QPalette original = QApplication::palette();
+};
+
+// A dark palette as a system in dark mode hands it to Qt.
+QPalette darkPalette()
+{
+    QPalette dark = QApplication::palette();
+    dark.setColor(QPalette::Window, QColor(30, 30, 30));
+    dark.setColor(QPalette::WindowText, QColor(230, 230, 230));
+    dark.setColor(QPalette::Base, QColor(40, 40, 40));
+    dark.setColor(QPalette::Text, QColor(230, 230, 230));
+    dark.setColor(QPalette::Mid, QColor(70, 70, 70));
+    return dark;
+}
+
+QList<const QColor* (*)()> allConstants()
+{
+    return {
         [] { return &Theme::surface(); },   [] { return &Theme::border(); },
         [] { return &Theme::secondary(); }, [] { return &Theme::accent(); },
         [] { return &Theme::running(); },   [] { return &Theme::stopped(); },
         [] { return &Theme::starting(); },  [] { return &Theme::warning(); },
     };
-    QList<QColor> first;
-    for (const auto accessor : accessors) {
-        first.append(*accessor());
-        // The very same object, not merely an equal one.
-        EXPECT_EQ(accessor(), accessor());
-    }
+}
 
-    // Made once: a later palette change does not make a second value.
-    QPalette changed = QApplication::palette();
-    changed.setColor(QPalette::Base, QColor(1, 2, 3));
-    changed.setColor(QPalette::Highlight, QColor(4, 5, 6));
-    QApplication::setPalette(changed);
-    for (qsizetype index = 0; index < accessors.size(); ++index) {
-        EXPECT_EQ(*accessors.at(index)(), first.at(index)) << "colour " << index;
+} // namespace
+
+TEST(ThemeTest, EveryConstantIsTheSameValueOnEveryAccess)
+{
+    for (const auto accessor : allConstants()) {
+        const QColor first = *accessor();
+        for (int access = 0; access < 5; ++access) {
+            EXPECT_EQ(*accessor(), first);
+            // The very same object, not merely an equal one.
+            EXPECT_EQ(accessor(), accessor());
+        }
     }
+}
+
+TEST_F(ThemePaletteTest, SurfaceAndBorderFollowTheSystemAppearance)
+{
+    const QColor lightSurface = Theme::surface();
+    const QColor lightBorder = Theme::border();
+    const QColor* surfaceObject = &Theme::surface();
+
+    QApplication::setPalette(darkPalette());
+    EXPECT_EQ(Theme::surface(), QColor(40, 40, 40));
+    EXPECT_EQ(Theme::border(), QColor(70, 70, 70));
+    EXPECT_NE(Theme::surface(), lightSurface);
+    EXPECT_NE(Theme::border(), lightBorder);
+    // Within the dark appearance every access gives the same value, from the same object.
+    EXPECT_EQ(Theme::surface(), Theme::surface());
+    EXPECT_EQ(&Theme::surface(), surfaceObject);
+
+    QApplication::setPalette(original);
+    EXPECT_EQ(Theme::surface(), lightSurface);
+    EXPECT_EQ(Theme::border(), lightBorder);
+}
+
+TEST_F(ThemePaletteTest, OtherConstantsStayTheSameAcrossAnAppearanceChange)
+{
+    const QList<const QColor* (*)()> accessors = allConstants();
+    QList<QColor> before;
+    for (const auto accessor : accessors) {
+        before.append(*accessor());
+    }
+    QPalette dark = darkPalette();
+    dark.setColor(QPalette::Highlight, QColor(4, 5, 6));
+    dark.setColor(QPalette::PlaceholderText, QColor(7, 8, 9));
+    QApplication::setPalette(dark);
+    // surface and border (0 and 1) follow the appearance; the rest are made once.
+    for (qsizetype index = 2; index < accessors.size(); ++index) {
+        EXPECT_EQ(*accessors.at(index)(), before.at(index)) << "colour " << index;
+    }
+    expectRgb(Theme::stopped(), 142, 142, 147);
+    expectRgb(Theme::running(), 48, 209, 88);
 }
