@@ -1,8 +1,6 @@
 #include "AccessibleNode.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QProcess>
 
 AccessibleNode AccessibleNode::fromJson(const QJsonObject& object)
 {
@@ -22,43 +20,6 @@ AccessibleNode AccessibleNode::fromJson(const QJsonObject& object)
         node.children.append(fromJson(child.toObject()));
     }
     return node;
-}
-
-QString AccessibleNode::driverPath()
-{
-    return QStringLiteral(WISP_SOURCE_DIR "/tests/e2e/a11y_driver.py");
-}
-
-std::optional<AccessibleNode>
-AccessibleNode::read(qint64 pid, const QProcessEnvironment& environment, QString* error)
-{
-    QProcess driver;
-    driver.setProcessEnvironment(environment);
-    // Debian's pyatspi belongs to the system's Python, whatever python3 comes first on PATH.
-    driver.start(QStringLiteral("/usr/bin/python3"),
-                 {driverPath(), QStringLiteral("tree"), QString::number(pid)});
-    const bool finished = driver.waitForFinished(60000);
-    if (!finished) {
-        driver.kill();
-        driver.waitForFinished(5000);
-    }
-    const QByteArray output = driver.readAllStandardOutput();
-    if (!finished || driver.exitStatus() != QProcess::NormalExit || driver.exitCode() != 0) {
-        if (error) {
-            *error = finished ? QString::fromUtf8(driver.readAllStandardError()).trimmed()
-                              : QStringLiteral("a11y_driver.py did not answer within a minute");
-        }
-        return std::nullopt;
-    }
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(output, &parseError);
-    if (!document.isObject()) {
-        if (error) {
-            *error = QStringLiteral("a11y_driver.py printed no tree: ") + parseError.errorString();
-        }
-        return std::nullopt;
-    }
-    return fromJson(document.object());
 }
 
 std::optional<AccessibleNode>

@@ -2,7 +2,6 @@
 
 #include <QJsonObject>
 #include <QList>
-#include <QProcessEnvironment>
 #include <QRect>
 #include <QString>
 #include <QStringList>
@@ -24,14 +23,6 @@ struct AccessibleNode
     QList<AccessibleNode> children;
 
     static AccessibleNode fromJson(const QJsonObject& object);
-
-    // The tree of the application with process id `pid`, or nothing when it is not on the
-    // accessibility bus (yet); `error` then says why.
-    // `environment` names the display and the session bus.
-    static std::optional<AccessibleNode> read(qint64 pid, const QProcessEnvironment& environment,
-                                              QString* error = nullptr);
-
-    static QString driverPath();
 
     bool has(const QString& state) const { return states.contains(state); }
     bool isEnabled() const { return has(QStringLiteral("enabled")); }

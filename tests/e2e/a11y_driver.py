@@ -1,11 +1,17 @@
 #!/usr/bin/python3
-"""Prints the accessibility tree of one running application as JSON.
+"""Reads the accessibility tree of one running application for the end-to-end tests.
 
-Usage: a11y_driver.py tree PID
+Usage: a11y_driver.py PID
 
-The end-to-end tests read where widgets are, what they say and whether they are enabled from
-this tree, then act on them with real input (xdotool). Exit codes: 0 with the tree on standard
-output; 2 when the application is not (yet) on the accessibility bus; 77 when pyatspi is missing.
+Prints "ready" once it listens, then answers each command line on standard input with one line
+of JSON on standard output:
+  tree   the application's tree (its windows and everything in them);
+  popup  the tree of the popup shown last (a menu, the settings popover). Qt leaves popups out
+         of the application's children, so they are found through the events of the widgets
+         that show in them.
+An answer that has no tree is {"error": "..."}. The tests read where widgets are, what they say
+and whether they are enabled, then act on them with real input (xdotool). Exit code 77 when
+pyatspi is missing.
 """
 
 import json
@@ -13,6 +19,7 @@ import sys
 
 try:
     import pyatspi
+    from gi.repository import GLib
 except ImportError:
     sys.stderr.write("a11y_driver: python3-pyatspi is not installed\n")
     sys.exit(77)
@@ -42,11 +49,12 @@ def safe(call, default):
         return default
 
 
-def node(accessible, depth):
+def node(accessible, depth=0):
     state_set = safe(accessible.getState, None)
     states = []
     if state_set is not None:
-        states = [name for state, name in STATES.items() if safe(lambda: state_set.contains(state), False)]
+        states = [name for state, name in STATES.items()
+                  if safe(lambda: state_set.contains(state), False)]
     entry = {
         "role": safe(accessible.getRoleName, ""),
         "name": safe(lambda: accessible.name, "") or "",
@@ -73,25 +81,72 @@ def node(accessible, depth):
     return entry
 
 
-def application(pid):
-    desktop = pyatspi.Registry.getDesktop(0)
-    for index in range(safe(lambda: desktop.childCount, 0)):
-        app = safe(lambda: desktop.getChildAtIndex(index), None)
-        if app is not None and safe(app.get_process_id, -1) == pid:
-            return app
-    return None
+class Driver:
+    def __init__(self, pid):
+        self.pid = pid
+        self.popup = None
+
+    def application(self):
+        desktop = pyatspi.Registry.getDesktop(0)
+        for index in range(safe(lambda: desktop.childCount, 0)):
+            app = safe(lambda: desktop.getChildAtIndex(index), None)
+            if app is not None and safe(app.get_process_id, -1) == self.pid:
+                return app
+        return None
+
+    def on_event(self, event):
+        source = event.source
+        if event.detail1 != 1 or safe(source.get_process_id, -1) != self.pid:
+            return
+        # The window that holds the widget: the last object below the application.
+        window = source
+        while True:
+            parent = safe(window.get_parent, None)
+            if parent is None or safe(parent.getRoleName, "") == "application":
+                break
+            window = parent
+        app = self.application()
+        windows = [safe(lambda: app.getChildAtIndex(i), None)
+                   for i in range(safe(lambda: app.childCount, 0))] if app else []
+        if window not in windows:
+            self.popup = window
+
+    def answer(self, command):
+        if command == "tree":
+            app = self.application()
+            if app is None:
+                return {"error": "no application with process id %d on the bus" % self.pid}
+            return node(app)
+        if command == "popup":
+            if self.popup is None:
+                return {"error": "no popup has been shown"}
+            return node(self.popup)
+        return {"error": "unknown command: " + command}
 
 
 def main(argv):
-    if len(argv) != 3 or argv[1] != "tree" or not argv[2].isdigit():
-        sys.stderr.write("usage: a11y_driver.py tree PID\n")
+    if len(argv) != 2 or not argv[1].isdigit():
+        sys.stderr.write("usage: a11y_driver.py PID\n")
         return 64
-    app = application(int(argv[2]))
-    if app is None:
-        sys.stderr.write("a11y_driver: no application with process id %s on the bus\n" % argv[2])
-        return 2
-    json.dump(node(app, 0), sys.stdout, ensure_ascii=False)
-    sys.stdout.write("\n")
+    driver = Driver(int(argv[1]))
+    loop = GLib.MainLoop()
+
+    def on_input(channel, condition):
+        line = sys.stdin.readline()
+        if not line:
+            loop.quit()
+            return False
+        sys.stdout.write(json.dumps(driver.answer(line.strip()), ensure_ascii=False) + "\n")
+        sys.stdout.flush()
+        return True
+
+    pyatspi.Registry.registerEventListener(
+        driver.on_event, "object:state-changed:showing", "object:state-changed:focused",
+        "window:activate")
+    GLib.io_add_watch(sys.stdin.fileno(), GLib.IO_IN | GLib.IO_HUP, on_input)
+    sys.stdout.write("ready\n")
+    sys.stdout.flush()
+    loop.run()
     return 0
 
 
