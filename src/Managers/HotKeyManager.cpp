@@ -3,6 +3,7 @@
 #include "HotKey/Key.h"
 #include "HotKey/KeyCombo.h"
 #include "HotKey/ModifierFlags.h"
+#include "HotKey/ShortcutText.h"
 #include "Managers/SettingsManager.h"
 
 #include <QPointer>
@@ -48,9 +49,9 @@ QString HotKeyManager::hotkeyDisplayString() const
     if (keyCode == 0) {
         return QStringLiteral("Not set");
     }
-    QString text = ModifierFlags::fromCarbonFlags(settingsManager->hotKeyModifiers()).description();
+    QString keyText;
     if (const std::optional<Key> key = Key::fromCarbonKeyCode(keyCode)) {
-        text += key->shortText().toUpper();
+        keyText = key->shortText().toUpper();
     }
-    return text;
+    return ShortcutText::build(settingsManager->hotKeyModifiers(), keyText);
 }

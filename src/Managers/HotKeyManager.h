@@ -20,7 +20,8 @@ public:
 
     // Drops the current registration, then registers the stored shortcut, if any.
     void registerHotKey();
-    // "Not set", or the modifier symbols followed by the key's short text ("⌃⌥L").
+    // "Not set", or the modifiers in the desktop's words or symbols followed by the key's short
+    // text ("Ctrl+Alt+L" on Linux, "⌃⌥L" on macOS).
     QString hotkeyDisplayString() const;
 
     SettingsManager* settingsManager;

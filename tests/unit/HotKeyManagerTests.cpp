@@ -1,6 +1,7 @@
 #include "Managers/HotKeyManager.h"
 
 #include "HotKey/HotKeysController.h"
+#include "HotKey/ShortcutText.h"
 #include "Managers/SettingsManager.h"
 
 #include "fakes/FakeFolderAccess.h"
@@ -14,6 +15,12 @@
 #include <memory>
 
 namespace {
+
+// The display in the platform's style: symbols on macOS, the desktop's words on Linux.
+QString shown(const QString& symbols, const QString& words)
+{
+    return ShortcutText::platformStyle() == ShortcutText::Style::symbols ? symbols : words;
+}
 
 class HotKeyManagerTest : public ::testing::Test
 {
@@ -74,7 +81,7 @@ TEST_F(HotKeyManagerTest, ControlOptionLReadsControlOptionL)
 {
     store(37, 0x1800);
     HotKeyManager manager(settings.get());
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌃⌥L"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⌃⌥L", "Ctrl+Alt+L"));
 }
 
 TEST_F(HotKeyManagerTest, KeyDownRunsTheCallback)
@@ -129,7 +136,7 @@ TEST_F(HotKeyManagerTest, CodeWithoutAKeyClearsTheOldRegistrationAndRegistersNot
     EXPECT_EQ(backend->attempts.size(), 1);
     EXPECT_TRUE(HotKeysController::hotKeys.empty());
     // Only the modifiers show for a code without a key.
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌃⌥"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⌃⌥", "Ctrl+Alt"));
 }
 
 TEST_F(HotKeyManagerTest, ChangingToZeroClearsTheOldRegistration)
@@ -151,7 +158,7 @@ TEST_F(HotKeyManagerTest, FunctionKeyRegistersButDisplaysAQuestionMark)
     EXPECT_EQ(manager.hotKey->keyCombo,
               KeyCombo(Key::f1, ModifierFlags::control | ModifierFlags::option));
     EXPECT_EQ(backend->live.size(), 1);
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌃⌥?"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⌃⌥?", "Ctrl+Alt+?"));
 }
 
 TEST_F(HotKeyManagerTest, ReRegisteringReplacesTheRegistration)
@@ -162,16 +169,19 @@ TEST_F(HotKeyManagerTest, ReRegisteringReplacesTheRegistration)
     manager.onHotKeyPressed = [&] {
         ++presses;
     };
+    ASSERT_EQ(backend->live.size(), 1);
+    // Identifiers count on across the process, so earlier tests' registrations do not matter.
+    const std::uint32_t firstID = backend->live[0].hotKeyID.id;
     // What onboarding does after recording ⇧⌘K.
     store(40, 0x300);
     manager.registerHotKey();
     ASSERT_EQ(backend->live.size(), 1);
     EXPECT_EQ(backend->live[0].keyCombo, KeyCombo(40, 0x300));
-    EXPECT_EQ(backend->live[0].hotKeyID.id, 2u);
+    EXPECT_EQ(backend->live[0].hotKeyID.id, firstID + 1);
     EXPECT_EQ(HotKeysController::hotKeys.size(), 1u);
     EXPECT_EQ(backend->press(KeyCombo(40, 0x300)), HotKeysController::noErr);
     EXPECT_EQ(presses, 1);
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⇧⌘K"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⇧⌘K", "Shift+Super+K"));
 }
 
 TEST_F(HotKeyManagerTest, OnlyTheFourModifierBitsAreCarried)
@@ -181,16 +191,16 @@ TEST_F(HotKeyManagerTest, OnlyTheFourModifierBitsAreCarried)
     HotKeyManager manager(settings.get());
     ASSERT_NE(manager.hotKey, nullptr);
     EXPECT_EQ(manager.hotKey->keyCombo.carbonModifiers, 0x1800u);
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌃⌥L"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⌃⌥L", "Ctrl+Alt+L"));
 }
 
 TEST_F(HotKeyManagerTest, DisplayShowsModifiersInControlOptionShiftCommandOrder)
 {
     HotKeyManager manager(settings.get());
     store(37, 0x100 | 0x200 | 0x800 | 0x1000);
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌃⌥⇧⌘L"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⌃⌥⇧⌘L", "Ctrl+Alt+Shift+Super+L"));
     store(29, 0x100);
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌘0"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⌘0", "Super+0"));
     store(37, 0);
     EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("L"));
 }
@@ -208,7 +218,9 @@ TEST_F(HotKeyManagerTest, DisplayUpperCasesTheShortKeyText)
     };
     for (const auto& [key, text] : texts) {
         store(key.carbonKeyCode(), 0x1000);
-        EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌃") + text) << key.carbonKeyCode();
+        EXPECT_EQ(manager.hotkeyDisplayString(),
+                  shown(QStringLiteral("⌃") + text, QStringLiteral("Ctrl+") + text))
+            << key.carbonKeyCode();
     }
 }
 
@@ -218,7 +230,7 @@ TEST_F(HotKeyManagerTest, DisplayReadsTheStoreEachTime)
     EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("Not set"));
     store(37, 0x1800);
     // The settings view writes without re-registering; the display follows the store anyway.
-    EXPECT_EQ(manager.hotkeyDisplayString(), QStringLiteral("⌃⌥L"));
+    EXPECT_EQ(manager.hotkeyDisplayString(), shown("⌃⌥L", "Ctrl+Alt+L"));
     EXPECT_EQ(manager.hotKey, nullptr);
 }
 

@@ -127,6 +127,69 @@ std::optional<unsigned long> X11KeyTable::keysym(std::uint32_t carbonKeyCode)
     }
 }
 
+std::optional<std::uint32_t> X11KeyTable::carbonKeyCode(unsigned long keysym)
+{
+    if (keysym >= XK_A && keysym <= XK_Z) {
+        keysym = XK_a + (keysym - XK_A);
+    }
+    switch (keysym) {
+    case XK_KP_Insert:
+        keysym = XK_KP_0;
+        break;
+    case XK_KP_End:
+        keysym = XK_KP_1;
+        break;
+    case XK_KP_Down:
+        keysym = XK_KP_2;
+        break;
+    case XK_KP_Next:
+        keysym = XK_KP_3;
+        break;
+    case XK_KP_Left:
+        keysym = XK_KP_4;
+        break;
+    case XK_KP_Begin:
+        keysym = XK_KP_5;
+        break;
+    case XK_KP_Right:
+        keysym = XK_KP_6;
+        break;
+    case XK_KP_Home:
+        keysym = XK_KP_7;
+        break;
+    case XK_KP_Up:
+        keysym = XK_KP_8;
+        break;
+    case XK_KP_Prior:
+        keysym = XK_KP_9;
+        break;
+    case XK_KP_Delete:
+        keysym = XK_KP_Decimal;
+        break;
+    case XK_ISO_Left_Tab:
+        keysym = XK_Tab;
+        break;
+    case XK_Help:
+        keysym = XK_Insert;
+        break;
+    case XK_Meta_L:
+        keysym = XK_Super_L;
+        break;
+    case XK_Meta_R:
+        keysym = XK_Super_R;
+        break;
+    default:
+        break;
+    }
+    // Each key has its own symbol, so the first match is the only one.
+    for (const Key key : Key::allCases()) {
+        if (X11KeyTable::keysym(key.carbonKeyCode()) == keysym) {
+            return key.carbonKeyCode();
+        }
+    }
+    return std::nullopt;
+}
+
 unsigned int X11KeyTable::modifierMask(std::uint32_t carbonModifiers)
 {
     unsigned int mask = 0;

@@ -1,0 +1,6 @@
+#include "HotKey/ShortcutText.h"
+
+ShortcutText::Style ShortcutText::platformStyle()
+{
+    return Style::words;
+}
