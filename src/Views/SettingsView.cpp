@@ -8,6 +8,7 @@
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Theme.h"
 #include "Views/FolderChooser.h"
+#include "Views/SymbolImage.h"
 
 #include <QButtonGroup>
 #include <QEvent>
@@ -21,7 +22,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalBlocker>
-#include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -240,8 +240,17 @@ void SettingsView::makeShortcutSection()
     auto* row = new QHBoxLayout(accessibilityRow);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(4);
-    row->addWidget(
-        captionLabel(QStringLiteral("Accessibility permission required"), accessibilityRow));
+    QLabel* caption =
+        captionLabel(QStringLiteral("Accessibility permission required"), accessibilityRow);
+    // The symbol at the caption's size.
+    accessibilityIcon = new QLabel(accessibilityRow);
+    const int iconSize = caption->fontMetrics().height();
+    accessibilityIcon->setFixedSize(iconSize, iconSize);
+    accessibilityIcon->setPixmap(
+        SymbolImage::pixmap(QStringLiteral("exclamationmark.triangle.fill"), iconSize,
+                            Theme::warning(), devicePixelRatioF()));
+    row->addWidget(accessibilityIcon);
+    row->addWidget(caption);
     grant = new QPushButton(QStringLiteral("Grant"), accessibilityRow);
     grant->setFlat(true);
     grant->setFont(captionFont(grant->font()));
@@ -276,7 +285,7 @@ void SettingsView::makeCustomURLSection()
     clearCustomURL->setFocusPolicy(Qt::NoFocus);
     clearCustomURL->setToolTip(QStringLiteral("Clear"));
     clearCustomURL->setAccessibleName(QStringLiteral("Clear"));
-    clearCustomURL->setIcon(style()->standardIcon(QStyle::SP_LineEditClearButton));
+    clearCustomURL->setIcon(SymbolImage::icon(QStringLiteral("xmark.circle.fill")));
     connect(clearCustomURL, &QToolButton::clicked, this, [this] {
         if (settingsManager) {
             settingsManager->setCustomURL(QString());

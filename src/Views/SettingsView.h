@@ -52,6 +52,7 @@ public:
     QButtonGroup* behaviorGroup() const { return behaviors; }
     QButtonGroup* browserGroup() const { return browsers; }
     QWidget* accessibilityWarning() const { return accessibilityRow; }
+    QLabel* accessibilityWarningIcon() const { return accessibilityIcon; }
     QPushButton* grantButton() const { return grant; }
     QLineEdit* customURLField() const { return customURL; }
     QToolButton* clearButton() const { return clearCustomURL; }
@@ -95,6 +96,7 @@ private:
     QButtonGroup* behaviors = nullptr;
     QButtonGroup* browsers = nullptr;
     QWidget* accessibilityRow = nullptr;
+    QLabel* accessibilityIcon = nullptr;
     QPushButton* grant = nullptr;
     QLineEdit* customURL = nullptr;
     QToolButton* clearCustomURL = nullptr;

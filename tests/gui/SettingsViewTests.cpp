@@ -4,6 +4,7 @@
 #include "Managers/ProjectManager.h"
 #include "Utilities/Theme.h"
 #include "Views/SettingsPopover.h"
+#include "Views/SymbolImage.h"
 #include "fakes/FakeFolderChooser.h"
 #include "fakes/FakePermissionProbes.h"
 #include "fakes/FakeProjectManager.h"
@@ -351,7 +352,8 @@ TEST_F(SettingsViewTest, ClearButtonShowsOnlyWhileTheFieldHasText)
     QToolButton* clear = view->clearButton();
     EXPECT_FALSE(clear->isVisible());
     EXPECT_TRUE(clear->autoRaise());
-    EXPECT_FALSE(clear->icon().isNull());
+    EXPECT_EQ(clear->icon().pixmap(16).toImage(),
+              SymbolImage::icon(QStringLiteral("xmark.circle.fill")).pixmap(16).toImage());
 
     view->customURLField()->setFocus();
     QTest::keyClicks(view->customURLField(), QStringLiteral("x"));
@@ -417,12 +419,26 @@ TEST_F(SettingsViewTest, AccessibilityWarningShowsWhileThePermissionIsMissing)
     QWidget* row = view->accessibilityWarning();
     EXPECT_TRUE(row->isVisible());
     QStringList texts;
+    const QLabel* caption = nullptr;
     for (const QLabel* label : row->findChildren<QLabel*>()) {
         if (!label->text().isEmpty()) {
             texts.append(label->text());
+            caption = label;
         }
     }
     EXPECT_EQ(texts, QStringList{QStringLiteral("Accessibility permission required")});
+    ASSERT_NE(caption, nullptr);
+    EXPECT_LT(caption->font().pointSizeF(), view->font().pointSizeF());
+    // The warning symbol at caption size, before the text.
+    const QLabel* icon = view->accessibilityWarningIcon();
+    ASSERT_TRUE(row->isAncestorOf(icon));
+    const int captionHeight = caption->fontMetrics().height();
+    EXPECT_EQ(icon->size(), QSize(captionHeight, captionHeight));
+    EXPECT_LT(icon->x(), caption->x());
+    EXPECT_EQ(icon->pixmap().toImage(),
+              SymbolImage::pixmap(QStringLiteral("exclamationmark.triangle.fill"), captionHeight,
+                                  Theme::warning(), view->devicePixelRatioF())
+                  .toImage());
     EXPECT_EQ(view->grantButton()->text(), QStringLiteral("Grant"));
     EXPECT_TRUE(view->grantButton()->isFlat());
     EXPECT_EQ(view->grantButton()->palette().color(QPalette::ButtonText),
