@@ -210,6 +210,18 @@ std::uint64_t StatusMenuModel::hotkeyModifierMask(qint64 keyCode, qint64 carbonM
     return ModifierFlags::fromCarbonFlags(static_cast<std::uint32_t>(carbonModifiers)).rawValue;
 }
 
+QString StatusMenuModel::shownShortcut(const StatusMenuItem& item, ShortcutText::Style style)
+{
+    if (style != ShortcutText::Style::words ||
+        item.keyEquivalentScope != StatusMenuItem::ShortcutScope::global ||
+        item.keyEquivalent.isEmpty()) {
+        return QString();
+    }
+    // The upper-cased key equivalent is the recorders' text of the same key.
+    return ShortcutText::build(ModifierFlags(item.keyEquivalentModifierMask).carbonFlags(),
+                               item.keyEquivalent.toUpper(), style);
+}
+
 Qt::KeyboardModifiers StatusMenuModel::qtModifiers(std::uint64_t modifierMask,
                                                    StatusMenuItem::ShortcutScope scope)
 {

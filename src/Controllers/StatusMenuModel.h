@@ -2,6 +2,7 @@
 
 #include "Controllers/StatusMenuItem.h"
 #include "HotKey/ModifierFlags.h"
+#include "HotKey/ShortcutText.h"
 #include "Models/ServerStatus.h"
 
 #include <QKeySequence>
@@ -58,6 +59,12 @@ public:
     static QString hotkeyKeyEquivalent(qint64 keyCode);
     // The stored Carbon modifiers as menu modifier flags; empty for key code 0.
     static std::uint64_t hotkeyModifierMask(qint64 keyCode, qint64 carbonModifiers);
+
+    // The text a menu shows for an item's global shortcut where the desktop writes shortcuts in
+    // words: Qt's own text would call the Super key "Meta". Empty for other items, and where the
+    // platform's menus draw the key equivalent themselves (symbols).
+    static QString shownShortcut(const StatusMenuItem& item,
+                                 ShortcutText::Style style = ShortcutText::platformStyle());
 
     // The QKeySequence that shows a key equivalent with its menu modifier flags.
     static QKeySequence keySequence(const QString& keyEquivalent, std::uint64_t modifierMask,

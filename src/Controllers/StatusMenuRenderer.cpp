@@ -78,7 +78,12 @@ void StatusMenuRenderer::clear(QMenu* menu)
 
 void StatusMenuRenderer::apply(QAction* action, const StatusMenuItem& item)
 {
-    action->setText(escapedTitle(item.title));
+    QString text = escapedTitle(item.title);
+    if (const QString shortcut = StatusMenuModel::shownShortcut(item); !shortcut.isEmpty()) {
+        // QMenu shows the text after a tab in place of the shortcut's own text.
+        text += QLatin1Char('\t') + shortcut;
+    }
+    action->setText(text);
     action->setEnabled(item.enabled);
     // Only items whose state is on are checkable, so items with state off show no box.
     action->setCheckable(item.checked);

@@ -358,7 +358,8 @@ TEST_F(StatusBarControllerTest, BuiltMenuWithGroupedProjectsAndTheShortcut)
     make();
 
     const QStringList expected = {
-        QStringLiteral("Find localhost:3001 | keys=Ctrl+Alt+L | action=mainActionClicked"),
+        QStringLiteral(
+            "Find localhost:3001 | keys=Ctrl+Alt+L | shown=Ctrl+Alt+L | action=mainActionClicked"),
         QStringLiteral("---"),
         QStringLiteral("Projects"),
         QStringLiteral("  staging.example.com/a&&b | action=customURLClicked"),

@@ -77,7 +77,9 @@ QStringList menuSnapshot(const QMenu* menu, int depth)
             lines.append(indent + QStringLiteral("---"));
             continue;
         }
-        QStringList parts{action->text()};
+        // A shortcut shown in words follows the title after a tab.
+        const QString text = action->text();
+        QStringList parts{text.section(QLatin1Char('\t'), 0, 0)};
         if (!action->isEnabled()) {
             parts.append(QStringLiteral("disabled"));
         }
@@ -87,6 +89,9 @@ QStringList menuSnapshot(const QMenu* menu, int depth)
         if (!action->shortcut().isEmpty()) {
             parts.append(QStringLiteral("keys=") +
                          action->shortcut().toString(QKeySequence::PortableText));
+        }
+        if (text.contains(QLatin1Char('\t'))) {
+            parts.append(QStringLiteral("shown=") + text.section(QLatin1Char('\t'), 1));
         }
         if (StatusMenuRenderer::tag(action) != 0) {
             parts.append(QStringLiteral("tag=%1").arg(StatusMenuRenderer::tag(action)));

@@ -398,3 +398,46 @@ TEST(StatusMenuModelTest, MainItemCarriesAGlobalShortcutAndTheOthersApplicationO
     EXPECT_EQ(StatusMenuModel::build(state).first().keyEquivalentScope,
               StatusMenuItem::ShortcutScope::global);
 }
+
+TEST(StatusMenuModelTest, GlobalShortcutIsShownInTheDesktopsWordsWhereTheyAreUsed)
+{
+    using Style = ShortcutText::Style;
+    StatusMenuState state;
+    state.selectedProject =
+        TestProjects::make(QStringLiteral("web"), 3000, QStringLiteral("/p/web"));
+    state.hotKeyCode = 37;
+    state.hotKeyModifiers = 0x1800;
+    StatusMenuItem main = StatusMenuModel::build(state).first();
+    EXPECT_EQ(StatusMenuModel::shownShortcut(main, Style::words), QStringLiteral("Ctrl+Alt+L"));
+    // Qt would write "Meta" for the Super key.
+    state.hotKeyModifiers = 0x1300;
+    main = StatusMenuModel::build(state).first();
+    EXPECT_EQ(StatusMenuModel::shownShortcut(main, Style::words),
+              QStringLiteral("Ctrl+Shift+Super+L"));
+    // The punctuation keys keep their character.
+    state.hotKeyCode = 42;
+    main = StatusMenuModel::build(state).first();
+    EXPECT_EQ(StatusMenuModel::shownShortcut(main, Style::words),
+              QStringLiteral("Ctrl+Shift+Super+\\"));
+    // macOS menus draw the key equivalent themselves.
+    EXPECT_TRUE(StatusMenuModel::shownShortcut(main, Style::symbols).isEmpty());
+}
+
+TEST(StatusMenuModelTest, NoShownShortcutWithoutAGlobalKeyEquivalent)
+{
+    using Style = ShortcutText::Style;
+    StatusMenuState state;
+    state.selectedProject =
+        TestProjects::make(QStringLiteral("web"), 3000, QStringLiteral("/p/web"));
+    state.hotKeyCode = 122; // F1 has no key equivalent
+    state.hotKeyModifiers = 0x1800;
+    const QList<StatusMenuItem> items = StatusMenuModel::build(state);
+    EXPECT_TRUE(StatusMenuModel::shownShortcut(items.first(), Style::words).isEmpty());
+    // Application shortcuts ("Settings...", "Quit") keep Qt's own text.
+    for (const StatusMenuItem& item : items) {
+        if (item.keyEquivalentScope == StatusMenuItem::ShortcutScope::application) {
+            EXPECT_TRUE(StatusMenuModel::shownShortcut(item, Style::words).isEmpty())
+                << item.title.toStdString();
+        }
+    }
+}
