@@ -8,6 +8,7 @@
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Theme.h"
 #include "Views/FolderChooser.h"
+#include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
 
 #include <QButtonGroup>
@@ -236,6 +237,26 @@ void SettingsView::makeShortcutSection()
     QVBoxLayout* section = addSection(QStringLiteral("Shortcut"));
     QWidget* parent = section->parentWidget();
 
+    // Stored at once, but not registered: the hot key manager picks the new shortcut up at the
+    // next start.
+    recorder = new ShortcutRecorderView(parent);
+    if (settingsManager) {
+        recorder->setKeyCode(settingsManager->hotKeyCode());
+        recorder->setModifiers(settingsManager->hotKeyModifiers());
+    }
+    connect(recorder, &ShortcutRecorderView::keyCodeChanged, this, [this](std::uint32_t keyCode) {
+        if (settingsManager && settingsManager->hotKeyCode() != keyCode) {
+            settingsManager->setHotKeyCode(keyCode);
+        }
+    });
+    connect(recorder, &ShortcutRecorderView::modifiersChanged, this,
+            [this](std::uint32_t modifiers) {
+                if (settingsManager && settingsManager->hotKeyModifiers() != modifiers) {
+                    settingsManager->setHotKeyModifiers(modifiers);
+                }
+            });
+    section->addWidget(recorder, 0, Qt::AlignLeft);
+
     accessibilityRow = new QWidget(parent);
     auto* row = new QHBoxLayout(accessibilityRow);
     row->setContentsMargins(0, 0, 0, 0);
@@ -356,6 +377,11 @@ void SettingsView::settingChanged(const QString& key)
         updateBrowser();
     } else if (key == QLatin1String("customURL")) {
         updateCustomURL();
+    } else if (key == QLatin1String("hotKeyCode")) {
+        // One key at a time: a recording sets the code before the modifiers.
+        recorder->setKeyCode(settingsManager->hotKeyCode());
+    } else if (key == QLatin1String("hotKeyModifiers")) {
+        recorder->setModifiers(settingsManager->hotKeyModifiers());
     }
 }
 

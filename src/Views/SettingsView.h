@@ -18,6 +18,7 @@ class QPushButton;
 class QToolButton;
 class QVBoxLayout;
 class ServerManaging;
+class ShortcutRecorderView;
 class SettingsManager;
 
 // The compact settings panel of the settings popover: current project, projects folder, click
@@ -51,6 +52,7 @@ public:
     // Button ids are the BehaviorMode and Browser values.
     QButtonGroup* behaviorGroup() const { return behaviors; }
     QButtonGroup* browserGroup() const { return browsers; }
+    ShortcutRecorderView* shortcutRecorder() const { return recorder; }
     QWidget* accessibilityWarning() const { return accessibilityRow; }
     QLabel* accessibilityWarningIcon() const { return accessibilityIcon; }
     QPushButton* grantButton() const { return grant; }
@@ -95,6 +97,7 @@ private:
     QPushButton* browse = nullptr;
     QButtonGroup* behaviors = nullptr;
     QButtonGroup* browsers = nullptr;
+    ShortcutRecorderView* recorder = nullptr;
     QWidget* accessibilityRow = nullptr;
     QLabel* accessibilityIcon = nullptr;
     QPushButton* grant = nullptr;

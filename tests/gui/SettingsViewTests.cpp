@@ -1,11 +1,17 @@
 #include "Views/SettingsView.h"
 
+#include "HotKey/HotKeysController.h"
+#include "HotKey/ModifierFlags.h"
+#include "HotKey/ShortcutText.h"
+#include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/ProjectManager.h"
 #include "Utilities/Theme.h"
 #include "Views/SettingsPopover.h"
+#include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
 #include "fakes/FakeFolderChooser.h"
+#include "fakes/FakeHotKeyBackend.h"
 #include "fakes/FakePermissionProbes.h"
 #include "fakes/FakeProjectManager.h"
 #include "fakes/FakeServerManager.h"
@@ -378,6 +384,64 @@ TEST_F(SettingsViewTest, ClearButtonEmptiesTheCustomURLAndHidesItself)
     EXPECT_TRUE(settings->store().contains(QStringLiteral("customURL")));
     EXPECT_EQ(view->customURLField()->text(), QString());
     EXPECT_FALSE(clear->isVisible());
+}
+
+TEST_F(SettingsViewTest, ShortcutRecorderShowsTheStoredShortcut)
+{
+    makeView();
+    ShortcutRecorderView* recorder = view->shortcutRecorder();
+    ASSERT_TRUE(view->sections().at(4)->isAncestorOf(recorder));
+    EXPECT_EQ(recorder->label(), QStringLiteral("Click to set"));
+
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    EXPECT_EQ(recorder->keyCode(), 37u);
+    EXPECT_EQ(recorder->modifiers(), 0x1800u);
+    EXPECT_EQ(recorder->label(), ShortcutRecorderView::displayString(37, 0x1800));
+    // The warning row sits below the recorder.
+    EXPECT_GT(view->accessibilityWarning()->y(), recorder->y());
+}
+
+TEST_F(SettingsViewTest, RecordedShortcutIsStoredAtOnceButNotRegistered)
+{
+    FakeHotKeyBackend* backend = FakeHotKeyBackend::install();
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    HotKeyManager hotKeyManager(settings.get());
+    ASSERT_EQ(backend->live.size(), 1);
+    const qsizetype attempts = backend->attempts.size();
+
+    makeView();
+    ShortcutRecorderView* recorder = view->shortcutRecorder();
+    EXPECT_EQ(recorder->label(), ShortcutRecorderView::displayString(37, 0x1800));
+    QTest::mouseClick(recorder, Qt::LeftButton);
+    ASSERT_TRUE(recorder->isRecording());
+
+    // A plain key is swallowed; recording goes on and nothing is stored.
+    QLineEdit* field = view->customURLField();
+    field->setFocus();
+    QTest::keyClick(field, Qt::Key_K);
+    EXPECT_TRUE(recorder->isRecording());
+    EXPECT_EQ(settings->hotKeyCode(), 37u);
+    EXPECT_TRUE(field->text().isEmpty());
+
+    QTest::keyClick(field, Qt::Key_K, ModifierFlags(ModifierFlags::control).toQt());
+    EXPECT_FALSE(recorder->isRecording());
+    // K is Carbon key code 40; Control alone is 0x1000.
+    EXPECT_EQ(settings->hotKeyCode(), 40u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1000u);
+    EXPECT_EQ(settings->store().value(QStringLiteral("hotKeyCode")).toLongLong(), 40);
+    EXPECT_EQ(settings->store().value(QStringLiteral("hotKeyModifiers")).toLongLong(), 0x1000);
+    EXPECT_EQ(recorder->label(), ShortcutRecorderView::displayString(40, 0x1000));
+    // The key never reached the field.
+    EXPECT_TRUE(field->text().isEmpty());
+    EXPECT_TRUE(settings->customURL().isEmpty());
+
+    // The live registration is still the old one until the next start.
+    EXPECT_EQ(backend->attempts.size(), attempts);
+    ASSERT_EQ(backend->live.size(), 1);
+    EXPECT_EQ(backend->live.first().keyCombo, KeyCombo(37, 0x1800));
+    EXPECT_TRUE(backend->unregistered.isEmpty());
 }
 
 TEST_F(SettingsViewTest, ShowingTheViewChecksThePermissions)
