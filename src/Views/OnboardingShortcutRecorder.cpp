@@ -70,7 +70,11 @@ QColor OnboardingShortcutRecorder::outlineColor() const
 
 QSize OnboardingShortcutRecorder::sizeHint() const
 {
-    return RecorderLabel::sizeHint(labelFont(), label());
+    // Room for both texts, so that starting to record does not move the layout.
+    QFont medium = font();
+    medium.setWeight(QFont::Medium);
+    return RecorderLabel::sizeHint(medium, shownText)
+        .expandedTo(RecorderLabel::sizeHint(font(), QStringLiteral("Press keys...")));
 }
 
 bool OnboardingShortcutRecorder::event(QEvent* event)

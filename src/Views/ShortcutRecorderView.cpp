@@ -142,7 +142,9 @@ QColor ShortcutRecorderView::outlineColor() const
 
 QSize ShortcutRecorderView::sizeHint() const
 {
-    return RecorderLabel::sizeHint(labelFont(), label());
+    // Room for "Press keys..." too, so that starting to record does not move the layout.
+    return RecorderLabel::sizeHint(labelFont(), label())
+        .expandedTo(RecorderLabel::sizeHint(font(), QStringLiteral("Press keys...")));
 }
 
 void ShortcutRecorderView::showEvent(QShowEvent* event)
@@ -153,6 +155,14 @@ void ShortcutRecorderView::showEvent(QShowEvent* event)
         [this] { return recording; }, [this](QKeyEvent* keyEvent) { recordKey(keyEvent); }, this);
     monitor->install();
     ++monitors;
+}
+
+void ShortcutRecorderView::hideEvent(QHideEvent* event)
+{
+    QAbstractButton::hideEvent(event);
+    // The monitors outlive the popover's visibility: a recorder nobody sees must not go on
+    // taking every key of the application.
+    setRecording(false);
 }
 
 void ShortcutRecorderView::paintEvent(QPaintEvent*)

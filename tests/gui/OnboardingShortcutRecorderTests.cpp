@@ -248,3 +248,12 @@ TEST_F(OnboardingShortcutRecorderTest, RecorderGoneBeforeTheNextTurnIsHarmless)
     QCoreApplication::processEvents();
     EXPECT_EQ(recorded.size(), 1u);
 }
+
+TEST_F(OnboardingShortcutRecorderTest, RecordingKeepsTheControlsSize)
+{
+    const QSize idle = recorder->sizeHint();
+    startRecording();
+    EXPECT_EQ(recorder->sizeHint(), idle);
+    EXPECT_GE(idle.width(),
+              recorder->fontMetrics().horizontalAdvance(QStringLiteral("Press keys...")) + 16);
+}

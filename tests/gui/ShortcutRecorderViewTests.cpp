@@ -234,3 +234,25 @@ TEST_F(ShortcutRecorderViewTest, EachShowAddsAMonitorThatLivesAsLongAsTheView)
     QTest::keyClicks(&other, QStringLiteral("still"));
     EXPECT_EQ(other.text(), QStringLiteral("still"));
 }
+
+TEST_F(ShortcutRecorderViewTest, HidingTheRecorderEndsRecordingSoKeysReachTheApplicationAgain)
+{
+    view->setRecording(true);
+    window->hide();
+    EXPECT_FALSE(view->isRecording());
+    QLineEdit other;
+    QTest::keyClicks(&other, QStringLiteral("typed"));
+    EXPECT_EQ(other.text(), QStringLiteral("typed"));
+    EXPECT_EQ(view->keyCode(), 0u);
+}
+
+TEST_F(ShortcutRecorderViewTest, StartingToRecordDoesNotShrinkTheControl)
+{
+    view->setKeyCode(37);
+    view->setModifiers(0x1800);
+    const QSize idle = view->sizeHint();
+    view->setRecording(true);
+    EXPECT_GE(idle.width(), view->sizeHint().width() - 1);
+    EXPECT_GE(view->sizeHint().width(),
+              view->fontMetrics().horizontalAdvance(QStringLiteral("Press keys...")) + 16);
+}
