@@ -21,6 +21,7 @@
 #include "support/TestSettings.h"
 #include "support/TestSupport.h"
 
+#include <QApplication>
 #include <QButtonGroup>
 #include <QFrame>
 #include <QLabel>
@@ -591,4 +592,25 @@ TEST_F(SettingsViewTest, WithoutManagersTheViewShowsDefaultsAndDoesNotCrash)
     view->customURLField()->setFocus();
     QTest::keyClicks(view->customURLField(), QStringLiteral("x"));
     EXPECT_EQ(view->statusLabel()->text(), QStringLiteral("Stopped"));
+}
+
+TEST_F(SettingsViewTest, GrantKeepsTheLinkColourAcrossAnAppearanceChange)
+{
+    makeView();
+    const QPalette original = QApplication::palette();
+    QPalette dark = original;
+    dark.setColor(QPalette::Window, QColor(30, 30, 30));
+    dark.setColor(QPalette::WindowText, QColor(230, 230, 230));
+    dark.setColor(QPalette::Link, QColor(80, 160, 255));
+    QApplication::setPalette(dark);
+    const bool followed = waitUntil([&] {
+        return view->grantButton()->palette().color(QPalette::ButtonText) ==
+               dark.color(QPalette::Link);
+    });
+    QApplication::setPalette(original);
+    EXPECT_TRUE(followed);
+    ASSERT_TRUE(waitUntil([&] {
+        return view->grantButton()->palette().color(QPalette::ButtonText) ==
+               original.color(QPalette::Link);
+    }));
 }
