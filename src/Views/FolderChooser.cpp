@@ -1,8 +1,19 @@
 #include "Views/FolderChooser.h"
 
+#include "Views/SettingsPopover.h"
+
 #include <QFileDialog>
+#include <QToolButton>
 
 namespace {
+
+// A read-only dialog only disables its "Create New Folder" button; it should not be there.
+void hideNewFolderButton(QFileDialog* dialog)
+{
+    if (auto* button = dialog->findChild<QToolButton*>(QStringLiteral("newFolderButton"))) {
+        button->hide();
+    }
+}
 
 class DialogFolderChooser final : public FolderChooser
 {
@@ -11,13 +22,21 @@ public:
     {
         QFileDialog* dialog = makeDialog(parent);
         dialog->setAttribute(Qt::WA_DeleteOnClose);
-        QObject::connect(dialog, &QFileDialog::urlSelected, dialog,
-                         [onChosen = std::move(onChosen)](const QUrl& url) {
-                             if (url.isValid() && onChosen) {
-                                 onChosen(url);
+        // Qt's own dialog never reports a directory through urlSelected; the accepted selection
+        // is where the choice is, for the native dialogs as well.
+        QObject::connect(dialog, &QDialog::accepted, dialog,
+                         [dialog, onChosen = std::move(onChosen)]() {
+                             const QList<QUrl> urls = dialog->selectedUrls();
+                             if (!urls.isEmpty() && urls.first().isValid() && onChosen) {
+                                 onChosen(urls.first());
                              }
                          });
+        // The settings panel would close as the dialog appears, and take its clicks meanwhile.
+        if (auto* popover = qobject_cast<SettingsPopover*>(parent ? parent->window() : nullptr)) {
+            popover->holdOpenWhile(dialog);
+        }
         dialog->show();
+        hideNewFolderButton(dialog);
         dialog->raise();
         dialog->activateWindow();
     }
@@ -37,6 +56,7 @@ QFileDialog* FolderChooser::makeDialog(QWidget* parent)
     // Above other windows, as a modal panel would be, but without blocking.
     dialog->setWindowModality(Qt::NonModal);
     dialog->setWindowFlag(Qt::WindowStaysOnTopHint, true);
+    hideNewFolderButton(dialog);
     return dialog;
 }
 

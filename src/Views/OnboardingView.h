@@ -4,21 +4,25 @@
 #include <QUrl>
 #include <QWidget>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 
 class FolderChooser;
 class HotKeyManager;
+class OnboardingShortcutRecorder;
+class PermissionRow;
 class PermissionsManager;
 class ProjectManaging;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QStackedWidget;
 class SettingsManager;
 
-// The first-run guide, shown in the onboarding window: for now it asks for the projects folder
-// and finishes. Finishing stores the folder, records that onboarding is done and calls back.
+// The first-run guide of the onboarding window, in four steps: welcome, projects folder,
+// quick-access shortcut, permissions. Finishing records that onboarding is done and calls back.
 class OnboardingView : public QWidget
 {
     Q_OBJECT
@@ -31,27 +35,60 @@ public:
 
     // Opens the folder chooser; a confirmed folder is shown and scanned, so the count appears.
     void selectFolder();
-    // Stores the chosen folder, records hasCompletedOnboarding and calls onComplete.
+    // Moves to the next step; on the folder step, stores the chosen folder and scans it.
+    void continueToNextStep();
+    void goBack();
+    // Records hasCompletedOnboarding and calls onComplete.
     void finish();
 
     QPointer<SettingsManager> settingsManager;
-    PermissionsManager* permissionsManager = nullptr;
+    QPointer<PermissionsManager> permissionsManager;
     QPointer<ProjectManaging> projectManager;
     HotKeyManager* hotKeyManager = nullptr;
     std::function<void()> onComplete;
+    int currentStep = 0;
     std::optional<QUrl> selectedFolderURL;
+    bool isRecordingShortcut = false;
+    const int totalSteps = 4;
 
     QLineEdit* folderField() const { return pathField; }
     QLabel* countLabel() const { return foundLabel; }
     QPushButton* chooseButton() const { return chooser; }
+    QPushButton* backButton() const { return back; }
+    QPushButton* continueButton() const { return next; }
     QPushButton* finishButton() const { return finisher; }
+    OnboardingShortcutRecorder* shortcutRecorder() const { return recorder; }
+    PermissionRow* automationRow() const { return automation; }
+    PermissionRow* accessibilityRow() const { return accessibility; }
+    // The page of the current step.
+    QWidget* currentPage() const;
+    // The step dots, in order.
+    QList<QLabel*> stepDots() const { return dots; }
 
 private:
+    QWidget* makeWelcomePage();
+    QWidget* makeFolderPage();
+    QWidget* makeShortcutPage();
+    QWidget* makePermissionsPage();
+
+    void showStep();
+    // Writes the default shortcut when none is stored yet.
+    void shortcutStepAppeared();
+    void shortcutRecorded(std::uint32_t keyCode, std::uint32_t carbonModifiers);
     void updateContent();
+    void updateShortcutText();
+    void updateDots();
 
     std::shared_ptr<FolderChooser> folderChooser;
+    QStackedWidget* pages = nullptr;
     QLineEdit* pathField = nullptr;
     QLabel* foundLabel = nullptr;
     QPushButton* chooser = nullptr;
+    OnboardingShortcutRecorder* recorder = nullptr;
+    PermissionRow* automation = nullptr;
+    PermissionRow* accessibility = nullptr;
+    QList<QLabel*> dots;
+    QPushButton* back = nullptr;
+    QPushButton* next = nullptr;
     QPushButton* finisher = nullptr;
 };

@@ -5,8 +5,15 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-SettingsPopover::SettingsPopover(QWidget* parent)
-    : QFrame(parent, Qt::Popup | Qt::FramelessWindowHint)
+namespace {
+
+constexpr Qt::WindowFlags popupFlags = Qt::Popup | Qt::FramelessWindowHint;
+constexpr Qt::WindowFlags heldOpenFlags =
+    Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
+
+} // namespace
+
+SettingsPopover::SettingsPopover(QWidget* parent) : QFrame(parent, popupFlags)
 {
     setFrameShape(QFrame::StyledPanel);
     setAttribute(Qt::WA_DeleteOnClose, false);
@@ -36,6 +43,11 @@ void SettingsPopover::showRelativeTo(const QRect& anchor)
     }
     const QRect screenGeometry = screen ? screen->availableGeometry() : QRect();
     move(position(anchor, sizeHint().expandedTo(size()), screenGeometry));
+    present();
+}
+
+void SettingsPopover::present()
+{
     show();
     raise();
     activateWindow();
@@ -63,4 +75,59 @@ QPoint SettingsPopover::position(const QRect& anchor, const QSize& size, const Q
     topLeft.setY(
         qBound(screen.top(), topLeft.y(), qMax(screen.top(), screen.bottom() + 1 - size.height())));
     return topLeft;
+}
+
+bool SettingsPopover::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == holder && (event->type() == QEvent::Hide || event->type() == QEvent::Close)) {
+        // Released on the next turn, once the window is really gone.
+        QTimer::singleShot(0, this, &SettingsPopover::release);
+    }
+    return QFrame::eventFilter(watched, event);
+}
+
+void SettingsPopover::holdOpenWhile(QWidget* window)
+{
+    if (!window || window == holder) {
+        return;
+    }
+    if (holder) {
+        holder->removeEventFilter(this);
+    }
+    holder = window;
+    window->installEventFilter(this);
+    connect(window, &QObject::destroyed, this, &SettingsPopover::release, Qt::UniqueConnection);
+    if (windowType() != Qt::Popup) {
+        return;
+    }
+    const bool wasVisible = isVisible();
+    const QPoint where = pos();
+    // Leaving popup mode hides the panel; it comes back at once, in the same place.
+    setWindowFlags(heldOpenFlags);
+    move(where);
+    if (wasVisible) {
+        show();
+    }
+}
+
+void SettingsPopover::release()
+{
+    if (holder && holder->isVisible()) {
+        return;
+    }
+    if (holder) {
+        holder->removeEventFilter(this);
+        disconnect(holder, &QObject::destroyed, this, &SettingsPopover::release);
+    }
+    holder = nullptr;
+    if (windowType() == Qt::Popup) {
+        return;
+    }
+    const bool wasVisible = isVisible();
+    const QPoint where = pos();
+    setWindowFlags(popupFlags);
+    move(where);
+    if (wasVisible) {
+        present();
+    }
 }

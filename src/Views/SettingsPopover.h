@@ -6,6 +6,9 @@
 
 // The transient panel that hangs below the status item: a frameless popup that closes when the
 // user clicks elsewhere. Made once and reused; only its content is replaced.
+//
+// A dialog opened from the panel (the folder dialog) can keep it open: a popup would take
+// every click and key press meant for the dialog and close on the first one.
 class SettingsPopover : public QFrame
 {
     Q_OBJECT
@@ -20,9 +23,24 @@ public:
     // the screen.
     void showRelativeTo(const QRect& anchor);
 
+    // Keeps the panel open while `window` (a dialog opened from it) is shown: until then the
+    // panel is a plain frameless window that stays on top. Call before showing the window, since
+    // showing any other window closes popups.
+    void holdOpenWhile(QWidget* window);
+    // The window the panel is held open for, while it is shown.
+    QWidget* heldOpenFor() const { return holder; }
+
     // Where the panel's top-left corner goes for an anchor, a panel size and the screen.
     static QPoint position(const QRect& anchor, const QSize& size, const QRect& screen);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void release();
+    // Shows, raises and activates the panel where it is, with no field focused.
+    void present();
+
     QPointer<QWidget> currentContent;
+    QPointer<QWidget> holder;
 };

@@ -18,6 +18,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -113,7 +114,11 @@ TEST_F(AuxiliaryWindowsTest, OnboardingWindowIsTitledClosableFixedAndCentred)
     const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
     // The window with its frame sits in the middle of the screen.
     EXPECT_LE((window->frameGeometry().center() - available.center()).manhattanLength(), 2);
-    EXPECT_NE(onboardingView(), nullptr);
+    // Brought to the front as the active window.
+    EXPECT_TRUE(QTest::qWaitForWindowActive(window));
+    ASSERT_NE(onboardingView(), nullptr);
+    EXPECT_EQ(onboardingView()->currentStep, 0);
+    EXPECT_EQ(onboardingView()->totalSteps, 4);
 }
 
 TEST_F(AuxiliaryWindowsTest, FinishingOnboardingWithNoProjectSelectedPollsPort3000)
@@ -123,13 +128,17 @@ TEST_F(AuxiliaryWindowsTest, FinishingOnboardingWithNoProjectSelectedPollsPort30
     windows.showOnboarding();
     OnboardingView* view = onboardingView();
     ASSERT_NE(view, nullptr);
-    EXPECT_FALSE(view->finishButton()->isEnabled());
 
+    view->continueButton()->click();
+    EXPECT_FALSE(view->continueButton()->isEnabled());
     view->chooseButton()->click();
     EXPECT_EQ(chooser->asked, 1);
     ASSERT_TRUE(TestSupport::waitUntil([&] { return !projectManager.scannedFolders.isEmpty(); }));
     EXPECT_EQ(view->folderField()->text(), folder.path());
-    EXPECT_TRUE(view->finishButton()->isEnabled());
+    EXPECT_TRUE(view->continueButton()->isEnabled());
+    view->continueButton()->click();
+    view->continueButton()->click();
+    ASSERT_EQ(view->currentStep, 3);
 
     view->finishButton()->click();
     EXPECT_TRUE(settings->hasCompletedOnboarding());
@@ -149,6 +158,7 @@ TEST_F(AuxiliaryWindowsTest, FinishingOnboardingWithAProjectSelectedPollsItsPort
     projectManager.scanResult = QList<Project>{web};
     windows.showOnboarding();
     OnboardingView* view = onboardingView();
+    view->continueButton()->click();
     view->selectFolder();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->countLabel()->isVisibleTo(view); }));
     EXPECT_EQ(view->countLabel()->text(), QStringLiteral("Found: 1 projects"));
@@ -163,13 +173,14 @@ TEST_F(AuxiliaryWindowsTest, CancelledFolderChoiceChangesNothing)
 {
     windows.showOnboarding();
     OnboardingView* view = onboardingView();
+    view->continueButton()->click();
     view->selectFolder();
     EXPECT_EQ(chooser->asked, 1);
     EXPECT_FALSE(view->selectedFolderURL.has_value());
     EXPECT_TRUE(view->folderField()->text().isEmpty());
     EXPECT_EQ(view->folderField()->placeholderText(), QStringLiteral("Select folder..."));
     EXPECT_FALSE(view->countLabel()->isVisibleTo(view));
-    EXPECT_FALSE(view->finishButton()->isEnabled());
+    EXPECT_FALSE(view->continueButton()->isEnabled());
     EXPECT_TRUE(projectManager.scannedFolders.isEmpty());
     EXPECT_FALSE(settings->hasCompletedOnboarding());
 }

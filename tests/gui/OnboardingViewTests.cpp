@@ -1,0 +1,394 @@
+#include "Views/OnboardingView.h"
+
+#include "HotKey/HotKeysController.h"
+#include "HotKey/KeyCombo.h"
+#include "Managers/HotKeyManager.h"
+#include "Managers/PermissionsManager.h"
+#include "Utilities/Theme.h"
+#include "Views/OnboardingShortcutRecorder.h"
+#include "Views/PermissionRow.h"
+
+#include "fakes/FakeFolderChooser.h"
+#include "fakes/FakeHotKeyBackend.h"
+#include "fakes/FakePermissionProbes.h"
+#include "fakes/FakeProjectManager.h"
+#include "fakes/FakeSystemSettingsOpener.h"
+#include "support/QtPrinters.h"
+#include "support/TestProjects.h"
+#include "support/TestSettings.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+// Every text a page shows, in order, from its labels and buttons.
+QStringList texts(const QWidget* page)
+{
+    QStringList found;
+    const QList<QWidget*> widgets = page->findChildren<QWidget*>();
+    for (const QWidget* widget : widgets) {
+        if (!widget->isVisibleTo(page)) {
+            continue;
+        }
+        if (const auto* label = qobject_cast<const QLabel*>(widget);
+            label && !label->text().isEmpty()) {
+            found.append(label->text());
+        } else if (const auto* button = qobject_cast<const QAbstractButton*>(widget)) {
+            found.append(button->text());
+        }
+    }
+    return found;
+}
+
+void click(QWidget* widget)
+{
+    ASSERT_TRUE(widget->isVisible()) << widget->objectName().toStdString();
+    QTest::mouseClick(widget, Qt::LeftButton, Qt::NoModifier, widget->rect().center());
+}
+
+class OnboardingViewTest : public ::testing::Test
+{
+protected:
+    OnboardingViewTest()
+    {
+        folderChooser->answer = QUrl::fromLocalFile(folder.path());
+        view.resize(450, 400);
+        view.show();
+    }
+
+    void goToStep(int step)
+    {
+        while (view.currentStep < step) {
+            if (view.currentStep == 1 && !view.selectedFolderURL) {
+                click(view.chooseButton());
+            }
+            click(view.continueButton());
+        }
+        ASSERT_EQ(view.currentStep, step);
+    }
+
+    QTemporaryDir folder;
+    TestSettings settings;
+    FakeProjectManager projectManager;
+    FakeHotKeyBackend* hotKeys = FakeHotKeyBackend::install();
+    std::shared_ptr<FakePermissionProbes> probes = std::make_shared<FakePermissionProbes>();
+    std::shared_ptr<FakeSystemSettingsOpener> opener = std::make_shared<FakeSystemSettingsOpener>();
+    PermissionsManager permissions{probes, opener};
+    HotKeyManager hotKeyManager{settings.get()};
+    std::shared_ptr<FakeFolderChooser> folderChooser = std::make_shared<FakeFolderChooser>();
+    int completions = 0;
+    OnboardingView view{
+        settings.get(), &permissions, &projectManager, &hotKeyManager, [this] { ++completions; },
+        folderChooser};
+};
+
+} // namespace
+
+TEST_F(OnboardingViewTest, StartsOnTheWelcomeStepWithFourDots)
+{
+    EXPECT_EQ(view.currentStep, 0);
+    EXPECT_EQ(view.totalSteps, 4);
+    EXPECT_FALSE(view.selectedFolderURL.has_value());
+    EXPECT_FALSE(view.isRecordingShortcut);
+    EXPECT_EQ(
+        texts(view.currentPage()),
+        (QStringList{QStringLiteral("Wisp"), QStringLiteral("Stop searching. Start finding.")}));
+    EXPECT_EQ(view.stepDots().size(), 4);
+    EXPECT_FALSE(view.backButton()->isVisible());
+    EXPECT_TRUE(view.continueButton()->isVisible());
+    EXPECT_TRUE(view.continueButton()->isEnabled());
+    EXPECT_FALSE(view.finishButton()->isVisible());
+}
+
+TEST_F(OnboardingViewTest, StepsMoveOneAtATimeWithContinueAndBack)
+{
+    click(view.continueButton());
+    EXPECT_EQ(view.currentStep, 1);
+    EXPECT_TRUE(view.backButton()->isVisible());
+    EXPECT_EQ(view.backButton()->text(), QStringLiteral("Back"));
+    EXPECT_TRUE(view.backButton()->isFlat());
+
+    click(view.chooseButton());
+    click(view.continueButton());
+    EXPECT_EQ(view.currentStep, 2);
+    click(view.continueButton());
+    EXPECT_EQ(view.currentStep, 3);
+    EXPECT_FALSE(view.continueButton()->isVisible());
+    EXPECT_TRUE(view.finishButton()->isVisible());
+    EXPECT_EQ(view.finishButton()->text(), QStringLiteral("Finish"));
+
+    click(view.backButton());
+    EXPECT_EQ(view.currentStep, 2);
+    click(view.backButton());
+    EXPECT_EQ(view.currentStep, 1);
+    click(view.backButton());
+    EXPECT_EQ(view.currentStep, 0);
+    EXPECT_FALSE(view.backButton()->isVisible());
+    EXPECT_EQ(completions, 0);
+}
+
+TEST_F(OnboardingViewTest, StepDotsShowTheCurrentStepInTheAccentColour)
+{
+    QColor faded = Theme::secondary();
+    faded.setAlphaF(faded.alphaF() * 0.3);
+    for (int step = 0; step < 4; ++step) {
+        goToStep(step);
+        for (int dot = 0; dot < 4; ++dot) {
+            SCOPED_TRACE(testing::Message() << "step " << step << ", dot " << dot);
+            const QImage image = view.stepDots().at(dot)->pixmap().toImage();
+            const QColor centre = image.pixelColor(image.width() / 2, image.height() / 2);
+            const QColor expected = dot == step ? Theme::accent() : faded;
+            EXPECT_EQ(centre.rgb(), expected.rgb());
+            EXPECT_NEAR(centre.alpha(), expected.alpha(), 1);
+        }
+    }
+}
+
+TEST_F(OnboardingViewTest, FolderStepShowsItsTextsAndNoCountWhileTheListIsEmpty)
+{
+    goToStep(1);
+    EXPECT_EQ(
+        texts(view.currentPage()),
+        (QStringList{QStringLiteral("Where are your projects?"),
+                     QStringLiteral("Select the folder containing your\ndevelopment projects."),
+                     QStringLiteral("Choose...")}));
+    EXPECT_TRUE(view.folderField()->isReadOnly());
+    EXPECT_TRUE(view.folderField()->text().isEmpty());
+    EXPECT_EQ(view.folderField()->placeholderText(), QStringLiteral("Select folder..."));
+    EXPECT_FALSE(view.countLabel()->isVisible());
+
+    // A scan that finds nothing still shows no count line.
+    projectManager.scanResult = QList<Project>{};
+    click(view.chooseButton());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !projectManager.scannedFolders.isEmpty(); }));
+    EXPECT_EQ(view.folderField()->text(), folder.path());
+    EXPECT_FALSE(view.countLabel()->isVisible());
+}
+
+TEST_F(OnboardingViewTest, ChosenFolderIsScannedAndTheCountAppears)
+{
+    goToStep(1);
+    projectManager.scanResult =
+        QList<Project>{TestProjects::make(QStringLiteral("web"), 3000, QStringLiteral("/p/web")),
+                       TestProjects::make(QStringLiteral("api"), 4000, QStringLiteral("/p/api"))};
+    click(view.chooseButton());
+    EXPECT_EQ(folderChooser->asked, 1);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view.countLabel()->isVisible(); }));
+    EXPECT_EQ(view.countLabel()->text(), QStringLiteral("Found: 2 projects"));
+    EXPECT_EQ(projectManager.scannedFolders, QList<QUrl>{QUrl::fromLocalFile(folder.path())});
+    // Choosing is not storing: that waits for "Continue".
+    EXPECT_FALSE(settings->projectsFolderURL().has_value());
+}
+
+TEST_F(OnboardingViewTest, ContinueOnTheFolderStepIsDisabledUntilAFolderIsChosen)
+{
+    goToStep(1);
+    EXPECT_FALSE(view.continueButton()->isEnabled());
+    QTest::mouseClick(view.continueButton(), Qt::LeftButton);
+    EXPECT_EQ(view.currentStep, 1);
+
+    // A cancelled choice changes nothing.
+    folderChooser->answer.reset();
+    click(view.chooseButton());
+    EXPECT_FALSE(view.continueButton()->isEnabled());
+
+    folderChooser->answer = QUrl::fromLocalFile(folder.path());
+    click(view.chooseButton());
+    EXPECT_TRUE(view.continueButton()->isEnabled());
+}
+
+TEST_F(OnboardingViewTest, BackFromTheFolderStepStoresNothing)
+{
+    goToStep(1);
+    click(view.chooseButton());
+    click(view.backButton());
+    EXPECT_EQ(view.currentStep, 0);
+    EXPECT_FALSE(settings->projectsFolderURL().has_value());
+    EXPECT_FALSE(settings->hasCompletedOnboarding());
+    EXPECT_EQ(settings->hotKeyCodeInt(), 0);
+    settings->store().sync();
+    EXPECT_EQ(settings->store().allKeys(), QStringList{});
+}
+
+TEST_F(OnboardingViewTest, ContinueOnTheFolderStepStoresAndScansTheFolder)
+{
+    goToStep(1);
+    click(view.chooseButton());
+    projectManager.scannedFolders.clear();
+    click(view.continueButton());
+    EXPECT_EQ(view.currentStep, 2);
+    ASSERT_TRUE(settings->projectsFolderURL().has_value());
+    EXPECT_EQ(settings->projectsFolderURL()->toLocalFile(), folder.path());
+    EXPECT_EQ(projectManager.scannedFolders, QList<QUrl>{QUrl::fromLocalFile(folder.path())});
+    EXPECT_FALSE(settings->hasCompletedOnboarding());
+}
+
+TEST_F(OnboardingViewTest, DefaultShortcutIsWrittenOnceWhenTheShortcutStepAppears)
+{
+    goToStep(1);
+    EXPECT_EQ(settings->hotKeyCodeInt(), 0);
+    EXPECT_TRUE(hotKeys->attempts.isEmpty());
+
+    goToStep(2);
+    EXPECT_EQ(settings->hotKeyCode(), 37u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1800u);
+    ASSERT_EQ(hotKeys->attempts.size(), 1);
+    EXPECT_EQ(hotKeys->live.size(), 1);
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), hotKeyManager.hotkeyDisplayString());
+    EXPECT_NE(hotKeyManager.hotkeyDisplayString(), QStringLiteral("Not set"));
+
+    // Coming back to the step leaves the stored shortcut and its registration alone.
+    click(view.continueButton());
+    click(view.backButton());
+    EXPECT_EQ(view.currentStep, 2);
+    EXPECT_EQ(hotKeys->attempts.size(), 1);
+}
+
+TEST_F(OnboardingViewTest, StoredShortcutIsLeftAloneOnTheShortcutStep)
+{
+    settings->setHotKeyCode(40);
+    settings->setHotKeyModifiers(0x100);
+    hotKeyManager.registerHotKey();
+    const int attempts = static_cast<int>(hotKeys->attempts.size());
+
+    goToStep(2);
+    EXPECT_EQ(settings->hotKeyCode(), 40u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x100u);
+    EXPECT_EQ(hotKeys->attempts.size(), attempts);
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), hotKeyManager.hotkeyDisplayString());
+}
+
+TEST_F(OnboardingViewTest, ShortcutStepShowsItsTextsAndTheRecorder)
+{
+    goToStep(2);
+    EXPECT_EQ(texts(view.currentPage()),
+              (QStringList{QStringLiteral("Quick access shortcut"),
+                           QStringLiteral("Press ⌃⌥L anywhere to find\nyour localhost instantly."),
+                           hotKeyManager.hotkeyDisplayString(),
+                           QStringLiteral("You can change this anytime in Settings")}));
+    EXPECT_EQ(view.shortcutRecorder()->accessibleName(), QStringLiteral("Shortcut"));
+
+    click(view.shortcutRecorder());
+    EXPECT_TRUE(view.shortcutRecorder()->isRecording());
+    EXPECT_TRUE(view.isRecordingShortcut);
+    click(view.backButton());
+    EXPECT_FALSE(view.isRecordingShortcut);
+}
+
+TEST_F(OnboardingViewTest, RecordedShortcutIsStoredAndRegistered)
+{
+    goToStep(2);
+    const int attempts = static_cast<int>(hotKeys->attempts.size());
+    ASSERT_TRUE(view.shortcutRecorder()->onShortcutRecorded);
+    // K with Command and Shift.
+    view.shortcutRecorder()->onShortcutRecorded(40, 0x300);
+    EXPECT_EQ(settings->hotKeyCode(), 40u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x300u);
+    EXPECT_EQ(hotKeys->attempts.size(), attempts + 1);
+    EXPECT_EQ(hotKeys->attempts.last().keyCombo, KeyCombo(40, 0x300));
+}
+
+TEST_F(OnboardingViewTest, PermissionsStepShowsBothRowsWithTheirTexts)
+{
+    goToStep(3);
+    PermissionRow* automation = view.automationRow();
+    PermissionRow* accessibility = view.accessibilityRow();
+    EXPECT_EQ(automation->title, QStringLiteral("Automation"));
+    EXPECT_EQ(automation->description,
+              QStringLiteral("Control browsers to open incognito windows"));
+    EXPECT_FALSE(automation->isOptional);
+    EXPECT_EQ(accessibility->title, QStringLiteral("Accessibility"));
+    EXPECT_EQ(accessibility->description,
+              QStringLiteral("Enable global keyboard shortcut (optional)"));
+    EXPECT_TRUE(accessibility->isOptional);
+    EXPECT_EQ(texts(view.currentPage()),
+              (QStringList{QStringLiteral("Permissions needed"), QStringLiteral("Automation"),
+                           QStringLiteral("Control browsers to open incognito windows"),
+                           QStringLiteral("Grant →"), QStringLiteral("Accessibility"),
+                           QStringLiteral("(optional)"),
+                           QStringLiteral("Enable global keyboard shortcut (optional)"),
+                           QStringLiteral("Grant →")}));
+}
+
+TEST_F(OnboardingViewTest, PermissionRowsFollowTheMonitorLive)
+{
+    goToStep(3);
+    EXPECT_EQ(view.automationRow()->statusSymbol(), QStringLiteral("circle"));
+    EXPECT_TRUE(view.automationRow()->grantButton()->isVisible());
+    EXPECT_TRUE(view.accessibilityRow()->grantButton()->isVisible());
+
+    // The monitor polls every second; the row changes on the tick that sees the grant.
+    probes->accessibilityGranted = true;
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view.accessibilityRow()->isGranted; }));
+    EXPECT_EQ(view.accessibilityRow()->statusSymbol(), QStringLiteral("checkmark.circle.fill"));
+    EXPECT_FALSE(view.accessibilityRow()->grantButton()->isVisible());
+    EXPECT_FALSE(view.automationRow()->isGranted);
+    EXPECT_TRUE(view.automationRow()->grantButton()->isVisible());
+
+    probes->automationGranted = true;
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view.automationRow()->isGranted; }));
+    EXPECT_FALSE(view.automationRow()->grantButton()->isVisible());
+}
+
+TEST_F(OnboardingViewTest, GrantButtonsCallTheRequests)
+{
+    goToStep(3);
+    click(view.automationRow()->grantButton());
+    EXPECT_EQ(probes->automationTriggers, 1);
+    EXPECT_TRUE(opener->opened.isEmpty());
+
+    click(view.accessibilityRow()->grantButton());
+    EXPECT_EQ(
+        opener->opened,
+        QStringList{QStringLiteral(
+            "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility")});
+    EXPECT_EQ(probes->automationTriggers, 1);
+}
+
+TEST_F(OnboardingViewTest, FinishRecordsOnboardingAndCallsBack)
+{
+    goToStep(3);
+    EXPECT_FALSE(settings->hasCompletedOnboarding());
+    click(view.finishButton());
+    EXPECT_TRUE(settings->hasCompletedOnboarding());
+    EXPECT_EQ(completions, 1);
+}
+
+TEST_F(OnboardingViewTest, EveryStepCanBeLookedAt)
+{
+    // Set WISP_TEST_SCREENSHOTS to a folder to keep the pictures.
+    const QString keep = qEnvironmentVariable("WISP_TEST_SCREENSHOTS");
+    projectManager.scanResult =
+        QList<Project>{TestProjects::make(QStringLiteral("web"), 3000, QStringLiteral("/p/web"))};
+    for (int step = 0; step < 4; ++step) {
+        goToStep(step);
+        if (step == 1) {
+            click(view.chooseButton());
+            ASSERT_TRUE(TestSupport::waitUntil([&] { return view.countLabel()->isVisible(); }));
+        }
+        const QImage image = view.grab().toImage();
+        EXPECT_EQ(image.size(), view.size() * image.devicePixelRatio());
+        // Every visible widget of the page lies inside the view.
+        const QList<QWidget*> widgets = view.currentPage()->findChildren<QWidget*>();
+        for (const QWidget* widget : widgets) {
+            if (widget->isVisible()) {
+                const QRect inView(widget->mapTo(&view, QPoint(0, 0)), widget->size());
+                EXPECT_TRUE(view.rect().contains(inView))
+                    << step << ": " << widget->metaObject()->className();
+            }
+        }
+        if (!keep.isEmpty()) {
+            image.save(QDir(keep).filePath(QStringLiteral("onboarding-step-%1.png").arg(step)));
+        }
+    }
+}
