@@ -47,6 +47,9 @@ QString AccessibleNode::outline(int depth) const
 {
     QString line = QString(depth * 2, QLatin1Char(' ')) + role + QStringLiteral(" \"") + name +
                    QLatin1Char('"');
+    if (!description.isEmpty()) {
+        line += QStringLiteral(" description \"") + description + QLatin1Char('"');
+    }
     if (!text.isEmpty()) {
         line += QStringLiteral(" text \"") + text + QLatin1Char('"');
     }
