@@ -293,6 +293,8 @@ protected:
         ASSERT_TRUE(fileName) << dialog->outline().toStdString();
         EXPECT_TRUE(dialog->find(pushButton, QStringLiteral("Select")))
             << dialog->outline().toStdString();
+        EXPECT_FALSE(dialog->find(pushButton, QStringLiteral("Create New Folder")))
+            << dialog->outline().toStdString();
         clickOn(fileName);
         keys({QStringLiteral("ctrl+a")});
         type(projects.path());
@@ -315,6 +317,13 @@ protected:
             },
             "the chosen folder in the path field"));
         screenshot(QStringLiteral("4-projects-found"));
+
+        // "Back" stores nothing; the chosen folder is still there on the way forward again.
+        clickOn(waitForButton(QStringLiteral("Back")));
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Stop searching. Start finding.")));
+        EXPECT_FALSE(stored(QStringLiteral("projectsFolderBookmark")).isValid());
+        clickOn(waitForButton(QStringLiteral("Continue")));
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Where are your projects?")));
         clickOn(waitForButton(QStringLiteral("Continue")));
 
         // The shortcut step writes the default shortcut when it appears.
