@@ -24,7 +24,6 @@ bool ShortcutKeyMonitor::eventFilter(QObject* watched, QEvent* event)
     event->accept();
     if (type == QEvent::KeyPress) {
         onKeyPress(static_cast<QKeyEvent*>(event));
-        event->accept();
     }
     return true;
 }
