@@ -186,8 +186,8 @@ StatusMenuItem StatusMenuModel::createProjectMenuItem(const QString& name, int p
     StatusMenuItem item;
     item.projectTitle =
         StatusMenuItem::ProjectTitle{name, QStringLiteral(":") + QString::number(port)};
-    // A native menu item has one font, so the two parts are kept apart by two spaces.
-    item.title = item.projectTitle->name + QStringLiteral("  ") + item.projectTitle->port;
+    // The plain title, for menus that draw one font only: the name, one space and the port.
+    item.title = item.projectTitle->name + QLatin1Char(' ') + item.projectTitle->port;
     item.action = action;
     item.checked = isSelected;
     return item;

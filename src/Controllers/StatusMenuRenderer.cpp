@@ -1,6 +1,8 @@
 #include "Controllers/StatusMenuRenderer.h"
 
 #include "Controllers/StatusMenuModel.h"
+#include "Controllers/StatusMenuStyle.h"
+#include "Views/SymbolImage.h"
 
 #include <QAction>
 #include <QIcon>
@@ -13,18 +15,6 @@ const QString tagKey = QStringLiteral("tag");
 const QString actionKey = QStringLiteral("action");
 const QString representedObjectKey = QStringLiteral("representedObject");
 
-// System symbol names mapped to freedesktop icon names; missing icons simply show none.
-QIcon symbolIcon(const QString& name)
-{
-    if (name == QLatin1String("eye")) {
-        return QIcon::fromTheme(QStringLiteral("view-visible"));
-    }
-    if (name == QLatin1String("link")) {
-        return QIcon::fromTheme(QStringLiteral("insert-link"));
-    }
-    return QIcon();
-}
-
 void addItems(QMenu* menu, const QList<StatusMenuItem>& items,
               const StatusMenuRenderer::Handler& handler)
 {
@@ -36,6 +26,7 @@ void addItems(QMenu* menu, const QList<StatusMenuItem>& items,
         QAction* action = nullptr;
         if (item.hasSubmenu) {
             auto* submenu = new QMenu(menu);
+            submenu->setStyle(StatusMenuStyle::shared());
             addItems(submenu, item.submenu, handler);
             action = menu->addMenu(submenu);
         } else {
@@ -58,6 +49,7 @@ void StatusMenuRenderer::populate(QMenu* menu, const QList<StatusMenuItem>& item
                                   const Handler& handler)
 {
     clear(menu);
+    menu->setStyle(StatusMenuStyle::shared());
     addItems(menu, items, handler);
 }
 
@@ -96,7 +88,11 @@ void StatusMenuRenderer::apply(QAction* action, const StatusMenuItem& item)
     // Keep "Settings..." and "Quit" where they are; never move them into an application menu.
     action->setMenuRole(QAction::NoRole);
     action->setToolTip(item.toolTip);
-    action->setIcon(symbolIcon(item.imageName));
+    // Without a tint the symbol takes the menu's text colour when drawn, light or dark.
+    action->setIcon(SymbolImage::icon(item.imageName));
+    StatusMenuStyle::setProjectTitle(action,
+                                     item.projectTitle ? item.projectTitle->name : QString(),
+                                     item.projectTitle ? item.projectTitle->port : QString());
     action->setIconText(item.imageDescription.isEmpty() ? item.title : item.imageDescription);
 
     QVariantMap data;

@@ -2,6 +2,7 @@
 
 #include "HotKey/HotKeysController.h"
 #include "HotKey/KeyCombo.h"
+#include "HotKey/ModifierFlags.h"
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Utilities/Theme.h"
@@ -48,6 +49,32 @@ QStringList texts(const QWidget* page)
         }
     }
     return found;
+}
+
+// The image of the page's label with that accessible name.
+QImage imageNamed(const QWidget* page, const QString& name)
+{
+    const QList<QLabel*> labels = page->findChildren<QLabel*>();
+    for (const QLabel* label : labels) {
+        if (label->accessibleName() == name) {
+            return label->pixmap().toImage();
+        }
+    }
+    return {};
+}
+
+// Whether a visible pixel of `image` has the colour `colour`.
+bool hasPixelOf(const QImage& image, const QColor& colour)
+{
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor pixel = image.pixelColor(x, y);
+            if (pixel.alpha() == 255 && pixel.rgb() == colour.rgb()) {
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 void click(QWidget* widget)
@@ -103,6 +130,10 @@ TEST_F(OnboardingViewTest, StartsOnTheWelcomeStepWithFourDots)
     EXPECT_EQ(
         texts(view.currentPage()),
         (QStringList{QStringLiteral("Wisp"), QStringLiteral("Stop searching. Start finding.")}));
+    const QImage icon = imageNamed(view.currentPage(), QStringLiteral("AppIcon"));
+    ASSERT_FALSE(icon.isNull());
+    EXPECT_GE(icon.width(), 64);
+    EXPECT_EQ(icon.pixelColor(icon.width() / 2, icon.height() / 8).alpha(), 255);
     EXPECT_EQ(view.stepDots().size(), 4);
     EXPECT_FALSE(view.backButton()->isVisible());
     EXPECT_TRUE(view.continueButton()->isVisible());
@@ -162,6 +193,8 @@ TEST_F(OnboardingViewTest, FolderStepShowsItsTextsAndNoCountWhileTheListIsEmpty)
         (QStringList{QStringLiteral("Where are your projects?"),
                      QStringLiteral("Select the folder containing your\ndevelopment projects."),
                      QStringLiteral("Choose...")}));
+    EXPECT_TRUE(
+        hasPixelOf(imageNamed(view.currentPage(), QStringLiteral("folder.fill")), Theme::accent()));
     EXPECT_TRUE(view.folderField()->isReadOnly());
     EXPECT_TRUE(view.folderField()->text().isEmpty());
     EXPECT_EQ(view.folderField()->placeholderText(), QStringLiteral("Select folder..."));
@@ -277,6 +310,7 @@ TEST_F(OnboardingViewTest, ShortcutStepShowsItsTextsAndTheRecorder)
                            hotKeyManager.hotkeyDisplayString(),
                            QStringLiteral("You can change this anytime in Settings")}));
     EXPECT_EQ(view.shortcutRecorder()->accessibleName(), QStringLiteral("Shortcut"));
+    EXPECT_FALSE(imageNamed(view.currentPage(), QStringLiteral("keyboard")).isNull());
 
     click(view.shortcutRecorder());
     EXPECT_TRUE(view.shortcutRecorder()->isRecording());
@@ -288,14 +322,20 @@ TEST_F(OnboardingViewTest, ShortcutStepShowsItsTextsAndTheRecorder)
 TEST_F(OnboardingViewTest, RecordedShortcutIsStoredAndRegistered)
 {
     goToStep(2);
-    const int attempts = static_cast<int>(hotKeys->attempts.size());
-    ASSERT_TRUE(view.shortcutRecorder()->onShortcutRecorded);
-    // K with Command and Shift.
-    view.shortcutRecorder()->onShortcutRecorded(40, 0x300);
+    const qsizetype attempts = hotKeys->attempts.size();
+    const QString defaultText = view.shortcutRecorder()->displayText();
+    click(view.shortcutRecorder());
+    ASSERT_TRUE(view.isRecordingShortcut);
+    // K with Control and Shift, pressed for real.
+    QTest::keyClick(view.shortcutRecorder(), Qt::Key_K,
+                    (ModifierFlags::control | ModifierFlags::shift).toQt());
     EXPECT_EQ(settings->hotKeyCode(), 40u);
-    EXPECT_EQ(settings->hotKeyModifiers(), 0x300u);
-    EXPECT_EQ(hotKeys->attempts.size(), attempts + 1);
-    EXPECT_EQ(hotKeys->attempts.last().keyCombo, KeyCombo(40, 0x300));
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1200u);
+    ASSERT_EQ(hotKeys->attempts.size(), attempts + 1);
+    EXPECT_EQ(hotKeys->attempts.last().keyCombo, KeyCombo(40, 0x1200));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !view.isRecordingShortcut; }));
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), hotKeyManager.hotkeyDisplayString());
+    EXPECT_NE(view.shortcutRecorder()->displayText(), defaultText);
 }
 
 TEST_F(OnboardingViewTest, PermissionsStepShowsBothRowsWithTheirTexts)
@@ -311,6 +351,7 @@ TEST_F(OnboardingViewTest, PermissionsStepShowsBothRowsWithTheirTexts)
     EXPECT_EQ(accessibility->description,
               QStringLiteral("Enable global keyboard shortcut (optional)"));
     EXPECT_TRUE(accessibility->isOptional);
+    EXPECT_FALSE(imageNamed(view.currentPage(), QStringLiteral("lock.shield.fill")).isNull());
     EXPECT_EQ(texts(view.currentPage()),
               (QStringList{QStringLiteral("Permissions needed"), QStringLiteral("Automation"),
                            QStringLiteral("Control browsers to open incognito windows"),

@@ -320,10 +320,10 @@ TEST_F(StatusBarControllerTest, ProjectListAndSelectionChangesRebuildTheMenu)
 {
     make();
     projectManager.setProjects({web, api});
-    EXPECT_NE(action(QStringLiteral("web  :3000")), nullptr);
-    EXPECT_FALSE(action(QStringLiteral("web  :3000"))->isChecked());
+    EXPECT_NE(action(QStringLiteral("web :3000")), nullptr);
+    EXPECT_FALSE(action(QStringLiteral("web :3000"))->isChecked());
     projectManager.setSelectedProject(web);
-    EXPECT_TRUE(action(QStringLiteral("web  :3000"))->isChecked());
+    EXPECT_TRUE(action(QStringLiteral("web :3000"))->isChecked());
     EXPECT_EQ(menu()->actions().first()->text(), QStringLiteral("Find localhost:3000"));
 }
 
@@ -364,9 +364,9 @@ TEST_F(StatusBarControllerTest, BuiltMenuWithGroupedProjectsAndTheShortcut)
         QStringLiteral("Projects"),
         QStringLiteral("  staging.example.com/a&&b | action=customURLClicked"),
         QStringLiteral("  ---"),
-        QStringLiteral("  api  :4000 | action=projectSelected"),
+        QStringLiteral("  api :4000 | action=projectSelected"),
         QStringLiteral("  mono"),
-        QStringLiteral("    admin  :3001 | on | action=projectSelected"),
+        QStringLiteral("    admin :3001 | on | action=projectSelected"),
         QStringLiteral("  ---"),
         QStringLiteral("  ↻  Rescan Folder | action=rescanProjects"),
         QStringLiteral("---"),
@@ -377,7 +377,7 @@ TEST_F(StatusBarControllerTest, BuiltMenuWithGroupedProjectsAndTheShortcut)
     };
     EXPECT_EQ(menuSnapshot(menu()), expected);
 
-    QAction* adminItem = action(QStringLiteral("admin  :3001"));
+    QAction* adminItem = action(QStringLiteral("admin :3001"));
     ASSERT_NE(adminItem, nullptr);
     EXPECT_EQ(adminItem->toolTip(), QStringLiteral("/p/mono/admin"));
     EXPECT_EQ(StatusMenuRenderer::representedProject(adminItem), admin);
@@ -456,7 +456,7 @@ TEST_F(StatusBarControllerTest, ChoosingAProjectItemSwitchesToIt)
     selectWeb();
     serverManager.listeningPorts = {4000};
     make();
-    action(QStringLiteral("api  :4000"))->trigger();
+    action(QStringLiteral("api :4000"))->trigger();
     ASSERT_TRUE(TestSupport::waitUntil([&] {
         return controller->switcher().currentSwitchTask &&
                controller->switcher().currentSwitchTask->isFinished();
@@ -465,7 +465,7 @@ TEST_F(StatusBarControllerTest, ChoosingAProjectItemSwitchesToIt)
     EXPECT_EQ(serverManager.calls.first(), QStringLiteral("killServer(3000)"));
     EXPECT_TRUE(log.contains(QStringLiteral("✅ [StatusBarController] Project switch complete")));
     // The menu followed the selection.
-    EXPECT_TRUE(action(QStringLiteral("api  :4000"))->isChecked());
+    EXPECT_TRUE(action(QStringLiteral("api :4000"))->isChecked());
     EXPECT_EQ(menu()->actions().first()->text(), QStringLiteral("Find localhost:4000"));
 }
 
@@ -479,7 +479,7 @@ TEST_F(StatusBarControllerTest, ChoosingTheSelectedProjectOnlyLeavesCustomAddres
         action(QStringLiteral("staging.example.com"), menu()->actions().at(2)->menu<QMenu*>())
             ->isChecked());
 
-    action(QStringLiteral("web  :3000"))->trigger();
+    action(QStringLiteral("web :3000"))->trigger();
     EXPECT_FALSE(settings->isCustomURLActive());
     EXPECT_FALSE(controller->switcher().currentSwitchTask.has_value());
     QAction* custom =
@@ -514,7 +514,7 @@ TEST_F(StatusBarControllerTest, RescanScansTheStoredFolder)
     ASSERT_TRUE(TestSupport::waitUntil([&] { return !projectManager.scannedFolders.isEmpty(); }));
     EXPECT_EQ(projectManager.scannedFolders.first().toLocalFile(), folder.path());
     // The menu follows the published list.
-    EXPECT_NE(action(QStringLiteral("web  :3000")), nullptr);
+    EXPECT_NE(action(QStringLiteral("web :3000")), nullptr);
 }
 
 TEST_F(StatusBarControllerTest, ServerItemStartsTheSelectedProjectSilently)
@@ -534,7 +534,7 @@ TEST_F(StatusBarControllerTest, MenuRebuildDuringItsOwnActionIsSafe)
     selectWeb();
     serverManager.listeningPorts = {4000};
     make();
-    QAction* item = action(QStringLiteral("api  :4000"));
+    QAction* item = action(QStringLiteral("api :4000"));
     item->trigger();
     // The switch selects api and the menu is rebuilt from scratch while the old item lives on
     // until the event loop deletes it.

@@ -97,7 +97,7 @@ TEST(StatusMenuModelTest, ActiveCustomAddressIsTheMainItemAndIsChecked)
         QStringLiteral("  https://staging.example.com | on | action=customURLClicked | "
                        "image=link/Custom URL"),
         QStringLiteral("  ---"),
-        QStringLiteral("  web  :3000 | on | action=projectSelected"),
+        QStringLiteral("  web :3000 | on | action=projectSelected"),
         QStringLiteral("  ---"),
         QStringLiteral("  ↻  Rescan Folder | action=rescanProjects"),
         QStringLiteral("---"),
@@ -132,10 +132,10 @@ TEST(StatusMenuModelTest, ParentsWithSubprojectsOfferOnlyTheSubprojects)
         QStringLiteral("Find localhost:3002 | action=mainActionClicked | image=eye/Find"),
         QStringLiteral("---"),
         QStringLiteral("Projects"),
-        QStringLiteral("  api  :4000 | action=projectSelected"),
+        QStringLiteral("  api :4000 | action=projectSelected"),
         QStringLiteral("  mono"),
-        QStringLiteral("    admin  :3001 | action=projectSelected"),
-        QStringLiteral("    site  :3002 | on | action=projectSelected"),
+        QStringLiteral("    admin :3001 | action=projectSelected"),
+        QStringLiteral("    site :3002 | on | action=projectSelected"),
         QStringLiteral("  ---"),
         QStringLiteral("  ↻  Rescan Folder | action=rescanProjects"),
         QStringLiteral("---"),
@@ -215,7 +215,7 @@ TEST(StatusMenuModelTest, ProjectItemIsNameAndPortCheckedWhenEqualToTheSelection
     ASSERT_TRUE(item.projectTitle.has_value());
     EXPECT_EQ(item.projectTitle->name, QStringLiteral("web"));
     EXPECT_EQ(item.projectTitle->port, QStringLiteral(":5173"));
-    EXPECT_EQ(item.title, QStringLiteral("web  :5173"));
+    EXPECT_EQ(item.title, QStringLiteral("web :5173"));
     EXPECT_TRUE(item.checked);
     EXPECT_TRUE(item.keyEquivalent.isEmpty());
     EXPECT_EQ(item.action, StatusMenuItem::Action::projectSelected);
