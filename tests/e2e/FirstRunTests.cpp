@@ -75,8 +75,12 @@ protected:
         ASSERT_GT(apiPort, 0);
         ASSERT_GT(webPort, 0);
         ASSERT_NE(apiPort, webPort);
-        makeProject(QStringLiteral("api"), apiPort);
-        makeProject(QStringLiteral("web"), webPort);
+        makeProject(projects.path(), QStringLiteral("api"), apiPort);
+        makeProject(projects.path(), QStringLiteral("web"), webPort);
+        // The folder chosen later in the settings: api again, first in name order, and two more.
+        makeProject(moreProjects.path(), QStringLiteral("api"), apiPort);
+        makeProject(moreProjects.path(), QStringLiteral("blog"), webPort);
+        makeProject(moreProjects.path(), QStringLiteral("shop"), webPort);
 
         QDir(outputFolder()).removeRecursively();
         ASSERT_TRUE(QDir().mkpath(outputFolder())) << outputFolder().toStdString();
@@ -96,16 +100,16 @@ protected:
     }
 
     // A Node project whose "dev" script would serve on `port`; nothing starts it here.
-    void makeProject(const QString& name, int port)
+    void makeProject(const QString& root, const QString& name, int port)
     {
-        TestSupport::writeFile(projects.path(), name + QStringLiteral("/package.json"),
+        TestSupport::writeFile(root, name + QStringLiteral("/package.json"),
                                QStringLiteral(R"({"name": "%1", "private": true,
   "scripts": {"dev": "node server.js --port %2"}}
 )")
                                    .arg(name)
                                    .arg(port)
                                    .toUtf8());
-        TestSupport::writeFile(projects.path(), name + QStringLiteral("/server.js"),
+        TestSupport::writeFile(root, name + QStringLiteral("/server.js"),
                                "require('http').createServer((q, r) => r.end('ok\\n'))"
                                ".listen(Number(process.argv[3]), '127.0.0.1');\n");
     }
@@ -260,6 +264,43 @@ protected:
         return waitUntil([&] { return stored(key).toString() == value; }, timeout);
     }
 
+    // The real folder dialog: the path typed into its file name field, then Return.
+    void chooseInFolderDialog(const QString& folder, const QString& screenshotName)
+    {
+        const Where before = searchIn;
+        searchIn = Where::windows;
+        const std::optional<AccessibleNode> dialog = waitForNode(
+            [](const AccessibleNode& node) {
+                return node.name == QStringLiteral("Select Projects Folder") && node.isShowing();
+            },
+            "the folder dialog");
+        ASSERT_TRUE(dialog);
+        const std::optional<AccessibleNode> fileName = dialog->find([](const AccessibleNode& node) {
+            return node.role == QStringLiteral("text") && node.has(QStringLiteral("editable")) &&
+                   node.isShowing() && node.name != QStringLiteral("Look in:");
+        });
+        ASSERT_TRUE(fileName) << dialog->outline().toStdString();
+        EXPECT_TRUE(dialog->find(pushButton, QStringLiteral("Select")))
+            << dialog->outline().toStdString();
+        EXPECT_FALSE(dialog->find(pushButton, QStringLiteral("Create New Folder")))
+            << dialog->outline().toStdString();
+        clickOn(fileName);
+        keys({QStringLiteral("ctrl+a")});
+        type(folder);
+        ASSERT_TRUE(waitForNode(
+            [&](const AccessibleNode& node) {
+                return node.role == QStringLiteral("text") && node.text == folder &&
+                       node.isShowing();
+            },
+            "the typed path in the dialog"));
+        screenshot(screenshotName);
+        keys({QStringLiteral("Return")});
+        ASSERT_TRUE(waitUntilGone([](const AccessibleNode& node) {
+            return node.name == QStringLiteral("Select Projects Folder") && node.isShowing();
+        })) << "the folder dialog stayed open";
+        searchIn = before;
+    }
+
     // Every step of the onboarding window, as a new user takes it.
     void walkThroughOnboarding()
     {
@@ -279,36 +320,8 @@ protected:
         screenshot(QStringLiteral("2-projects-folder"));
         clickOn(waitForButton(QStringLiteral("Choose...")));
 
-        // The real folder dialog: the path typed into its file name field, then Return.
-        const std::optional<AccessibleNode> dialog = waitForNode(
-            [](const AccessibleNode& node) {
-                return node.name == QStringLiteral("Select Projects Folder") && node.isShowing();
-            },
-            "the folder dialog");
-        ASSERT_TRUE(dialog);
-        const std::optional<AccessibleNode> fileName = dialog->find([](const AccessibleNode& node) {
-            return node.role == QStringLiteral("text") && node.has(QStringLiteral("editable")) &&
-                   node.isShowing() && node.name != QStringLiteral("Look in:");
-        });
-        ASSERT_TRUE(fileName) << dialog->outline().toStdString();
-        EXPECT_TRUE(dialog->find(pushButton, QStringLiteral("Select")))
-            << dialog->outline().toStdString();
-        EXPECT_FALSE(dialog->find(pushButton, QStringLiteral("Create New Folder")))
-            << dialog->outline().toStdString();
-        clickOn(fileName);
-        keys({QStringLiteral("ctrl+a")});
-        type(projects.path());
-        ASSERT_TRUE(waitForNode(
-            [&](const AccessibleNode& node) {
-                return node.role == QStringLiteral("text") && node.text == projects.path() &&
-                       node.isShowing();
-            },
-            "the typed path in the dialog"));
-        screenshot(QStringLiteral("3-folder-dialog"));
-        keys({QStringLiteral("Return")});
-        ASSERT_TRUE(waitUntilGone([](const AccessibleNode& node) {
-            return node.name == QStringLiteral("Select Projects Folder") && node.isShowing();
-        })) << "the folder dialog stayed open";
+        ASSERT_NO_FATAL_FAILURE(
+            chooseInFolderDialog(projects.path(), QStringLiteral("3-folder-dialog")));
 
         ASSERT_TRUE(waitForLabel(QStringLiteral("Found: 2 projects")));
         ASSERT_TRUE(waitForNode(
@@ -478,6 +491,16 @@ protected:
         EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyModifiers"), QStringLiteral("6144")));
         screenshot(QStringLiteral("12-settings-shortcut-recorded"));
 
+        // "Browse..." opens the real folder dialog; the popover stays open and counts anew.
+        clickOn(waitForButton(QStringLiteral("Browse...")));
+        ASSERT_NO_FATAL_FAILURE(
+            chooseInFolderDialog(moreProjects.path(), QStringLiteral("13-settings-folder-dialog")));
+        EXPECT_TRUE(waitForLabel(QStringLiteral("3 found")));
+        EXPECT_TRUE(waitForLabel(moreProjects.path()));
+        EXPECT_EQ(stored(QStringLiteral("projectsFolderBookmark")).toByteArray(),
+                  moreProjects.path().toUtf8());
+        screenshot(QStringLiteral("14-settings-folder-chosen"));
+
         // A click elsewhere closes the popover.
         click(QPoint(100, 700));
         EXPECT_TRUE(waitUntilGone([](const AccessibleNode& node) {
@@ -487,6 +510,7 @@ protected:
 
     QTemporaryDir config;
     QTemporaryDir projects;
+    QTemporaryDir moreProjects;
     QTemporaryDir temporary;
     AccessibilityBus bus;
     std::unique_ptr<WispProcess> wisp;
@@ -506,5 +530,5 @@ TEST_F(FirstRunTest, NewUserSetsUpWispWithRealInputThenUsesTheShortcutAndTheSett
     ASSERT_NO_FATAL_FAILURE(useRecordedShortcut(QStringLiteral("9-start-server-alert")));
     ASSERT_NO_FATAL_FAILURE(changeSettingsInPopover());
     // The shortcut recorded in the settings takes effect at the next start only.
-    useRecordedShortcut(QStringLiteral("13-shortcut-unchanged-until-restart"));
+    useRecordedShortcut(QStringLiteral("15-shortcut-unchanged-until-restart"));
 }

@@ -6,9 +6,10 @@ Usage: a11y_driver.py PID
 Prints "ready" once it listens, then answers each command line on standard input with one line
 of JSON on standard output:
   tree   the application's tree (its windows and everything in them);
-  popup  the tree of the popup shown last (a menu, the settings popover). Qt leaves popups out
-         of the application's children, so they are found through the events of the widgets
-         that show in them.
+  popup  the tree of the popup shown last that is still on the screen, else of the one shown
+         last (a menu, the settings popover, a completion list). Qt leaves popups out of the
+         application's children, so they are found through the events of the widgets that show
+         in them.
 An answer that has no tree is {"error": "..."}. The tests read where widgets are, what they say
 and whether they are enabled, then act on them with real input (xdotool). Exit code 77 when
 pyatspi is missing.
@@ -84,7 +85,8 @@ def node(accessible, depth=0):
 class Driver:
     def __init__(self, pid):
         self.pid = pid
-        self.popup = None
+        # Oldest first.
+        self.popups = []
 
     def application(self):
         desktop = pyatspi.Registry.getDesktop(0)
@@ -109,7 +111,9 @@ class Driver:
         windows = [safe(lambda: app.getChildAtIndex(i), None)
                    for i in range(safe(lambda: app.childCount, 0))] if app else []
         if window not in windows:
-            self.popup = window
+            if window in self.popups:
+                self.popups.remove(window)
+            self.popups.append(window)
 
     def answer(self, command):
         if command == "tree":
@@ -118,9 +122,14 @@ class Driver:
                 return {"error": "no application with process id %d on the bus" % self.pid}
             return node(app)
         if command == "popup":
-            if self.popup is None:
+            if not self.popups:
                 return {"error": "no popup has been shown"}
-            return node(self.popup)
+            for popup in reversed(self.popups):
+                state_set = safe(popup.getState, None)
+                if state_set is not None and safe(
+                        lambda: state_set.contains(pyatspi.STATE_SHOWING), False):
+                    return node(popup)
+            return node(self.popups[-1])
         return {"error": "unknown command: " + command}
 
 
