@@ -71,7 +71,9 @@ protected:
         ASSERT_TRUE(bus.start(&error)) << error.toStdString();
 
         apiPort = TestSupport::freePort();
-        webPort = TestSupport::freePort();
+        for (int attempt = 0; attempt < 10 && (webPort <= 0 || webPort == apiPort); ++attempt) {
+            webPort = TestSupport::freePort();
+        }
         ASSERT_GT(apiPort, 0);
         ASSERT_GT(webPort, 0);
         ASSERT_NE(apiPort, webPort);
