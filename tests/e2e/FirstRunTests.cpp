@@ -405,12 +405,12 @@ protected:
         EXPECT_EQ(stored(QStringLiteral("hotKeyModifiers")).toInt(), 6144);
     }
 
-    // The shortcut recorded in onboarding runs the main action: nothing listens on api's port,
-    // so wisp asks whether to start its server.
-    void useRecordedShortcut(const QString& screenshotName)
+    // The shortcut runs the main action: nothing listens on api's port, so wisp asks whether to
+    // start its server.
+    void useShortcut(const QString& shortcut, const QString& screenshotName)
     {
         searchIn = Where::windows;
-        keys({QStringLiteral("ctrl+alt+k")});
+        keys({shortcut});
         ASSERT_TRUE(waitForLabel(QStringLiteral("Server is not running")));
         ASSERT_TRUE(
             waitForLabel(QStringLiteral("Would you like to start api on port %1?").arg(apiPort)));
@@ -529,8 +529,18 @@ TEST_F(FirstRunTest, NewUserSetsUpWispWithRealInputThenUsesTheShortcutAndTheSett
 {
     launchWisp();
     ASSERT_NO_FATAL_FAILURE(walkThroughOnboarding());
-    ASSERT_NO_FATAL_FAILURE(useRecordedShortcut(QStringLiteral("9-start-server-alert")));
+    ASSERT_NO_FATAL_FAILURE(
+        useShortcut(QStringLiteral("ctrl+alt+k"), QStringLiteral("9-start-server-alert")));
     ASSERT_NO_FATAL_FAILURE(changeSettingsInPopover());
+
     // The shortcut recorded in the settings takes effect at the next start only.
-    useRecordedShortcut(QStringLiteral("15-shortcut-unchanged-until-restart"));
+    ASSERT_NO_FATAL_FAILURE(useShortcut(QStringLiteral("ctrl+alt+k"),
+                                        QStringLiteral("15-shortcut-unchanged-until-restart")));
+    wisp->stop();
+    a11y.stop();
+    ASSERT_NO_FATAL_FAILURE(launchWisp());
+    ASSERT_TRUE(wisp->waitForLine(
+        QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(apiPort), 60s))
+        << wisp->log().toStdString();
+    useShortcut(QStringLiteral("ctrl+alt+j"), QStringLiteral("16-new-shortcut-after-restart"));
 }
