@@ -434,12 +434,15 @@ protected:
         ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
         click(icon->geometry.center(), 3);
         searchIn = Where::popup;
-        clickOn(waitForRole(QStringLiteral("menu item"), QStringLiteral("Settings...")));
+        const std::optional<AccessibleNode> settingsItem =
+            waitForRole(QStringLiteral("menu item"), QStringLiteral("Settings..."));
+        screenshot(QStringLiteral("10-tray-menu"));
+        clickOn(settingsItem);
         ASSERT_TRUE(waitForLabel(QStringLiteral("Behavior")));
         EXPECT_TRUE(waitForLabel(QStringLiteral("2 found")));
         EXPECT_TRUE(waitForLabel(projects.path()));
         EXPECT_TRUE(waitForLabel(QStringLiteral(":%1").arg(apiPort)));
-        screenshot(QStringLiteral("10-settings-popover"));
+        screenshot(QStringLiteral("11-settings-popover"));
 
         clickOn(waitForRole(QStringLiteral("radio button"), QStringLiteral("New window")));
         EXPECT_TRUE(waitForStoredText(QStringLiteral("behaviorMode"), QStringLiteral("always_new")))
@@ -482,7 +485,7 @@ protected:
                 return node.role == QStringLiteral("text") && node.text == address;
             },
             "the typed address"));
-        screenshot(QStringLiteral("11-settings-changed"));
+        screenshot(QStringLiteral("12-settings-changed"));
 
         // A shortcut recorded here is stored at once.
         clickOn(waitForButton(QStringLiteral("Ctrl+Alt+K")));
@@ -491,17 +494,17 @@ protected:
         ASSERT_TRUE(waitForButton(QStringLiteral("Ctrl+Alt+J")));
         EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyCode"), QStringLiteral("38")));
         EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyModifiers"), QStringLiteral("6144")));
-        screenshot(QStringLiteral("12-settings-shortcut-recorded"));
+        screenshot(QStringLiteral("13-settings-shortcut-recorded"));
 
         // "Browse..." opens the real folder dialog; the popover stays open and counts anew.
         clickOn(waitForButton(QStringLiteral("Browse...")));
         ASSERT_NO_FATAL_FAILURE(
-            chooseInFolderDialog(moreProjects.path(), QStringLiteral("13-settings-folder-dialog")));
+            chooseInFolderDialog(moreProjects.path(), QStringLiteral("14-settings-folder-dialog")));
         EXPECT_TRUE(waitForLabel(QStringLiteral("3 found")));
         EXPECT_TRUE(waitForLabel(moreProjects.path()));
         EXPECT_EQ(stored(QStringLiteral("projectsFolderBookmark")).toByteArray(),
                   moreProjects.path().toUtf8());
-        screenshot(QStringLiteral("14-settings-folder-chosen"));
+        screenshot(QStringLiteral("15-settings-folder-chosen"));
 
         // A click elsewhere closes the popover.
         click(QPoint(100, 700));
@@ -535,12 +538,12 @@ TEST_F(FirstRunTest, NewUserSetsUpWispWithRealInputThenUsesTheShortcutAndTheSett
 
     // The shortcut recorded in the settings takes effect at the next start only.
     ASSERT_NO_FATAL_FAILURE(useShortcut(QStringLiteral("ctrl+alt+k"),
-                                        QStringLiteral("15-shortcut-unchanged-until-restart")));
+                                        QStringLiteral("16-shortcut-unchanged-until-restart")));
     wisp->stop();
     a11y.stop();
     ASSERT_NO_FATAL_FAILURE(launchWisp());
     ASSERT_TRUE(wisp->waitForLine(
         QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(apiPort), 60s))
         << wisp->log().toStdString();
-    useShortcut(QStringLiteral("ctrl+alt+j"), QStringLiteral("16-new-shortcut-after-restart"));
+    useShortcut(QStringLiteral("ctrl+alt+j"), QStringLiteral("17-new-shortcut-after-restart"));
 }
