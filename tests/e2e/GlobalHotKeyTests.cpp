@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 
 // Xlib's macros (None, Bool, Status, ...) come last, after every C++ header.
 #include <X11/XKBlib.h>
@@ -57,6 +58,21 @@ protected:
         sentinel = std::make_unique<HotKey>(
             KeyCombo(Key::k, ModifierFlags::control | ModifierFlags::option),
             [this] { ++sentinelPresses; });
+    }
+
+    // The lock keys live on the display, which every test of the process shares.
+    void TearDown() override
+    {
+        if (appDisplay() == nullptr ||
+            QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty()) {
+            return;
+        }
+        for (const auto& [name, key] : {std::pair{QStringLiteral("Num_Lock"), XK_Num_Lock},
+                                        std::pair{QStringLiteral("Caps_Lock"), XK_Caps_Lock}}) {
+            if (lockIsOn(key)) {
+                toggleLock(name, key);
+            }
+        }
     }
 
     static void xdotool(const QStringList& arguments)

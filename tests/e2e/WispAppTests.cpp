@@ -1,6 +1,9 @@
 #include "Managers/SettingsManager.h"
 #include "Models/Browser.h"
 
+#include "Desktop.h"
+#include "WispProcess.h"
+
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
@@ -28,35 +31,12 @@
 // a small Node server through npm), and a stand-in browser records how it was started.
 using namespace std::chrono_literals;
 using TestSupport::waitUntil;
+using namespace Desktop;
 
 namespace {
 
 // The static site's start command listens on this fixed port.
 constexpr int sitePort = 8080;
-
-QString wispPath()
-{
-    return QStringLiteral(WISP_BIN_DIR "/wisp");
-}
-
-struct RunResult
-{
-    int exitCode = -1;
-    QString standardOutput;
-};
-
-RunResult run(const QString& program, const QStringList& arguments, int timeoutMs = 30000)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
-    RunResult result;
-    if (process.waitForFinished(timeoutMs) && process.exitStatus() == QProcess::NormalExit) {
-        result.exitCode = process.exitCode();
-    }
-    result.standardOutput = QString::fromUtf8(process.readAll());
-    return result;
-}
 
 bool portAnswers(int port)
 {
@@ -106,155 +86,6 @@ void stopServersOn(int port)
     }
 }
 
-struct XWindow
-{
-    QString id;
-    QString name;
-    QRect geometry;
-    QString type;
-    // Popups (the menu, the tray icon) bypass the window manager.
-    bool overrideRedirect = false;
-};
-
-QString xdotool(const QStringList& arguments)
-{
-    return run(QStringLiteral("xdotool"), arguments).standardOutput;
-}
-
-// wisp's windows that are shown on the display now.
-QList<XWindow> visibleWispWindows()
-{
-    QList<XWindow> windows;
-    const QStringList ids = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                     QStringLiteral("--class"), QStringLiteral("wisp")})
-                                .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    for (const QString& id : ids) {
-        XWindow window;
-        window.id = id.trimmed();
-        window.name = xdotool({QStringLiteral("getwindowname"), window.id}).trimmed();
-        QMap<QString, int> values;
-        const QString shell =
-            xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window.id});
-        for (const QString& line : shell.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-            const QStringList pair = line.split(QLatin1Char('='));
-            if (pair.size() == 2) {
-                values.insert(pair.at(0), pair.at(1).toInt());
-            }
-        }
-        window.geometry =
-            QRect(values.value(QStringLiteral("X")), values.value(QStringLiteral("Y")),
-                  values.value(QStringLiteral("WIDTH")), values.value(QStringLiteral("HEIGHT")));
-        window.type = run(QStringLiteral("xprop"),
-                          {QStringLiteral("-id"), window.id, QStringLiteral("_NET_WM_WINDOW_TYPE")})
-                          .standardOutput.trimmed();
-        window.overrideRedirect =
-            run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window.id})
-                .standardOutput.contains(QStringLiteral("Override Redirect State: yes"));
-        windows.append(window);
-    }
-    return windows;
-}
-
-bool isTrayIcon(const XWindow& window)
-{
-    return window.geometry.width() > 0 && window.geometry.width() <= 64 &&
-           window.geometry.height() <= 64;
-}
-
-bool isAlert(const XWindow& window)
-{
-    return window.type.contains(QStringLiteral("_NET_WM_WINDOW_TYPE_DIALOG"));
-}
-
-bool isMenu(const XWindow& window)
-{
-    return window.overrideRedirect && !isTrayIcon(window);
-}
-
-std::optional<XWindow> visibleWispWindow(const std::function<bool(const XWindow&)>& matches)
-{
-    for (const XWindow& window : visibleWispWindows()) {
-        if (matches(window)) {
-            return window;
-        }
-    }
-    return std::nullopt;
-}
-
-// The running wisp executable and its log (standard error), line by line with arrival times.
-class WispProcess
-{
-public:
-    explicit WispProcess(const QProcessEnvironment& environment)
-    {
-        clock.start();
-        process.setProcessEnvironment(environment);
-        process.setStandardOutputFile(QProcess::nullDevice());
-        QObject::connect(&process, &QProcess::readyReadStandardError, [this] { read(); });
-        process.start(wispPath(), QStringList());
-    }
-
-    ~WispProcess() { stop(); }
-
-    void stop()
-    {
-        if (process.state() == QProcess::NotRunning) {
-            return;
-        }
-        process.terminate();
-        if (!process.waitForFinished(5000)) {
-            process.kill();
-            process.waitForFinished(5000);
-        }
-    }
-
-    bool waitForLine(const QString& line, std::chrono::milliseconds timeout = 30s)
-    {
-        return waitUntil([&] { return lines.contains(line); }, timeout);
-    }
-
-    bool waitForLineStartingWith(const QString& prefix, std::chrono::milliseconds timeout = 30s)
-    {
-        return waitUntil([&] { return indexStartingWith(prefix) >= 0; }, timeout);
-    }
-
-    qsizetype indexStartingWith(const QString& prefix) const
-    {
-        for (qsizetype index = 0; index < lines.size(); ++index) {
-            if (lines.at(index).startsWith(prefix)) {
-                return index;
-            }
-        }
-        return -1;
-    }
-
-    bool waitForExit(std::chrono::milliseconds timeout = 30s)
-    {
-        return waitUntil([&] { return process.state() == QProcess::NotRunning; }, timeout);
-    }
-
-    QString log() const { return lines.join(QLatin1Char('\n')); }
-
-    QProcess process;
-    QStringList lines;
-    QList<qint64> arrivals;
-    QElapsedTimer clock;
-
-private:
-    void read()
-    {
-        partial += process.readAllStandardError();
-        qsizetype end = 0;
-        while ((end = partial.indexOf('\n')) >= 0) {
-            lines.append(QString::fromUtf8(partial.left(end)));
-            arrivals.append(clock.elapsed());
-            partial.remove(0, end + 1);
-        }
-    }
-
-    QByteArray partial;
-};
-
 class WispAppTest : public ::testing::Test
 {
 protected:
@@ -272,7 +103,8 @@ protected:
                 GTEST_SKIP() << tool.toStdString() << " is not installed";
             }
         }
-        ASSERT_TRUE(QFileInfo(wispPath()).isExecutable()) << wispPath().toStdString();
+        ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
+            << WispProcess::executablePath().toStdString();
         // The static site's server can only listen on 8080.
         ASSERT_TRUE(portIsFree(sitePort))
             << "port 8080 is in use: the static site's server (python3 -m http.server 8080) "
@@ -423,13 +255,6 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
     {
         clickTrayIcon(3);
         ASSERT_TRUE(waitForWindow(isMenu)) << "the status menu did not open";
-    }
-
-    void keys(const QStringList& names)
-    {
-        for (const QString& name : names) {
-            xdotool({QStringLiteral("key"), name});
-        }
     }
 
     // Each launch of the stand-in browser, as its argument lists, in order.
@@ -587,7 +412,7 @@ TEST(WispAppWithoutDisplay, SaysSoAndExitsWithAnError)
     environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
     QProcess wisp;
     wisp.setProcessEnvironment(environment);
-    wisp.start(wispPath(), QStringList());
+    wisp.start(WispProcess::executablePath(), QStringList());
     ASSERT_TRUE(wisp.waitForFinished(30000));
     EXPECT_EQ(wisp.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(wisp.exitCode(), 1);

@@ -1,0 +1,549 @@
+#include "AccessibilityBus.h"
+#include "AccessibilityDriver.h"
+#include "Desktop.h"
+#include "WispProcess.h"
+
+#include "support/QtPrinters.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+// A new user's first run of the real wisp executable on the private Xvfb display with the
+// trayer tray: fresh settings, the onboarding window walked through with real clicks and key
+// presses (xdotool), the real folder dialog, a recorded shortcut, then the shortcut and the
+// settings popover at work. Widgets are found through the accessibility tree (at-spi2 on a
+// private D-Bus session); every action on them is real input. Screenshots of each step are kept
+// in the build's test-output/e2e-onboarding folder.
+using namespace std::chrono_literals;
+using namespace Desktop;
+using TestSupport::waitUntil;
+
+namespace {
+
+const QString pushButton = QStringLiteral("push button");
+
+QString outputFolder()
+{
+    return QDir::cleanPath(QStringLiteral(WISP_BIN_DIR "/../test-output/e2e-onboarding"));
+}
+
+bool isLabelled(const AccessibleNode& node, const QString& text)
+{
+    return node.isShowing() && (node.name == text || node.text == text);
+}
+
+// Nodes in the order a reader would meet them.
+void flatten(const AccessibleNode& node, QList<AccessibleNode>& into)
+{
+    into.append(node);
+    for (const AccessibleNode& child : node.children) {
+        flatten(child, into);
+    }
+}
+
+class FirstRunTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop"),
+                                    QStringLiteral("xwininfo"), QStringLiteral("import")}) {
+            if (QStandardPaths::findExecutable(tool).isEmpty()) {
+                GTEST_SKIP() << tool.toStdString() << " is not installed";
+            }
+        }
+        if (const QString missing = AccessibilityBus::missingTool(); !missing.isEmpty()) {
+            GTEST_SKIP() << missing.toStdString();
+        }
+        ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
+            << WispProcess::executablePath().toStdString();
+        QString error;
+        ASSERT_TRUE(bus.start(&error)) << error.toStdString();
+
+        apiPort = TestSupport::freePort();
+        for (int attempt = 0; attempt < 10 && (webPort <= 0 || webPort == apiPort); ++attempt) {
+            webPort = TestSupport::freePort();
+        }
+        ASSERT_GT(apiPort, 0);
+        ASSERT_GT(webPort, 0);
+        ASSERT_NE(apiPort, webPort);
+        makeProject(projects.path(), QStringLiteral("api"), apiPort);
+        makeProject(projects.path(), QStringLiteral("web"), webPort);
+        // The folder chosen later in the settings: api again, first in name order, and two more.
+        makeProject(moreProjects.path(), QStringLiteral("api"), apiPort);
+        makeProject(moreProjects.path(), QStringLiteral("blog"), webPort);
+        makeProject(moreProjects.path(), QStringLiteral("shop"), webPort);
+
+        QDir(outputFolder()).removeRecursively();
+        ASSERT_TRUE(QDir().mkpath(outputFolder())) << outputFolder().toStdString();
+    }
+
+    void TearDown() override
+    {
+        if (wisp) {
+            wisp->stop();
+            if (HasFailure()) {
+                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
+            }
+            wisp.reset();
+        }
+        a11y.stop();
+        bus.stop();
+    }
+
+    // A Node project whose "dev" script would serve on `port`; nothing starts it here.
+    void makeProject(const QString& root, const QString& name, int port)
+    {
+        TestSupport::writeFile(root, name + QStringLiteral("/package.json"),
+                               QStringLiteral(R"({"name": "%1", "private": true,
+  "scripts": {"dev": "node server.js --port %2"}}
+)")
+                                   .arg(name)
+                                   .arg(port)
+                                   .toUtf8());
+        TestSupport::writeFile(root, name + QStringLiteral("/server.js"),
+                               "require('http').createServer((q, r) => r.end('ok\\n'))"
+                               ".listen(Number(process.argv[3]), '127.0.0.1');\n");
+    }
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
+        // The instance socket and the server output live here, apart from any other wisp.
+        environment.insert(QStringLiteral("TMPDIR"), temporary.path());
+        bus.addTo(environment);
+        // The application deliberately never frees its delegate.
+        const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));
+        environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                           asan.isEmpty() ? QStringLiteral("detect_leaks=0")
+                                          : asan + QStringLiteral(":detect_leaks=0"));
+        return environment;
+    }
+
+    void launchWisp()
+    {
+        wisp = std::make_unique<WispProcess>(environment());
+        ASSERT_TRUE(wisp->process.waitForStarted(10000))
+            << wisp->process.errorString().toStdString();
+        QString error;
+        ASSERT_TRUE(a11y.start(wisp->process.processId(), environment(), &error))
+            << error.toStdString();
+    }
+
+    // What the searches below look at: wisp's windows, or the popup it showed last.
+    enum class Where { windows, popup };
+
+    // wisp's accessibility tree as it is now; empty before wisp is on the bus.
+    std::optional<AccessibleNode> tree()
+    {
+        return searchIn == Where::popup ? a11y.popup(&lastTreeError) : a11y.tree(&lastTreeError);
+    }
+
+    // Waits until `search` finds something in the tree; on time-out the failure shows the tree.
+    std::optional<AccessibleNode>
+    waitForSearch(const std::function<std::optional<AccessibleNode>(const AccessibleNode&)>& search,
+                  const std::string& what, std::chrono::milliseconds timeout = 90s)
+    {
+        std::optional<AccessibleNode> found;
+        std::optional<AccessibleNode> last;
+        waitUntil(
+            [&] {
+                last = tree();
+                found = last ? search(*last) : std::nullopt;
+                return found.has_value();
+            },
+            timeout);
+        if (!found) {
+            ADD_FAILURE() << "never appeared: " << what << "\n"
+                          << (last ? last->outline() : lastTreeError).toStdString();
+        }
+        return found;
+    }
+
+    std::optional<AccessibleNode>
+    waitForNode(const std::function<bool(const AccessibleNode&)>& matches, const std::string& what)
+    {
+        return waitForSearch([&](const AccessibleNode& root) { return root.find(matches); }, what);
+    }
+
+    std::optional<AccessibleNode> waitForLabel(const QString& text)
+    {
+        return waitForNode([&](const AccessibleNode& node) { return isLabelled(node, text); },
+                           "the text \"" + text.toStdString() + "\"");
+    }
+
+    std::optional<AccessibleNode> waitForButton(const QString& name, bool enabled = true)
+    {
+        return waitForNode(
+            [&](const AccessibleNode& node) {
+                return node.role == pushButton && node.name == name && node.isShowing() &&
+                       node.isEnabled() == enabled;
+            },
+            (enabled ? "the enabled button \"" : "the disabled button \"") + name.toStdString() +
+                "\"");
+    }
+
+    std::optional<AccessibleNode> waitForRole(const QString& role, const QString& name)
+    {
+        return waitForNode(
+            [&](const AccessibleNode& node) {
+                return node.role == role && node.name == name && node.isShowing();
+            },
+            "the " + role.toStdString() + " \"" + name.toStdString() + "\"");
+    }
+
+    // The first node after the one labelled `label` (in reading order) that matches.
+    std::optional<AccessibleNode>
+    waitForNodeAfter(const QString& label,
+                     const std::function<bool(const AccessibleNode&)>& matches,
+                     const std::string& what)
+    {
+        return waitForSearch(
+            [&](const AccessibleNode& root) -> std::optional<AccessibleNode> {
+                QList<AccessibleNode> nodes;
+                flatten(root, nodes);
+                bool afterLabel = false;
+                for (const AccessibleNode& node : std::as_const(nodes)) {
+                    if (!afterLabel) {
+                        afterLabel = isLabelled(node, label);
+                    } else if (matches(node)) {
+                        return node;
+                    }
+                }
+                return std::nullopt;
+            },
+            what + " after \"" + label.toStdString() + "\"");
+    }
+
+    bool waitUntilGone(const std::function<bool(const AccessibleNode&)>& matches,
+                       std::chrono::milliseconds timeout = 60s)
+    {
+        return waitUntil(
+            [&] {
+                const std::optional<AccessibleNode> now = tree();
+                return now && !now->find(matches);
+            },
+            timeout);
+    }
+
+    void clickOn(const std::optional<AccessibleNode>& node)
+    {
+        ASSERT_TRUE(node.has_value());
+        ASSERT_FALSE(node->extents.isEmpty()) << node->outline().toStdString();
+        click(node->centre());
+    }
+
+    void screenshot(const QString& name)
+    {
+        const QString path = QDir(outputFolder()).filePath(name + QStringLiteral(".png"));
+        EXPECT_TRUE(Desktop::screenshot(path)) << "no screenshot " << path.toStdString();
+        std::printf("screenshot: %s\n", qPrintable(path));
+        std::fflush(stdout);
+    }
+
+    // A value of $XDG_CONFIG_HOME/wisp/wisp.conf as it is on disk now.
+    QVariant stored(const QString& key) const
+    {
+        QSettings settings(QDir(config.path()).filePath(QStringLiteral("wisp/wisp.conf")),
+                           QSettings::IniFormat);
+        return settings.value(key);
+    }
+
+    bool waitForStoredText(const QString& key, const QString& value,
+                           std::chrono::milliseconds timeout = 30s) const
+    {
+        return waitUntil([&] { return stored(key).toString() == value; }, timeout);
+    }
+
+    // The real folder dialog: the path typed into its file name field, then Return.
+    void chooseInFolderDialog(const QString& folder, const QString& screenshotName)
+    {
+        const Where before = searchIn;
+        searchIn = Where::windows;
+        const std::optional<AccessibleNode> dialog = waitForNode(
+            [](const AccessibleNode& node) {
+                return node.name == QStringLiteral("Select Projects Folder") && node.isShowing();
+            },
+            "the folder dialog");
+        ASSERT_TRUE(dialog);
+        const std::optional<AccessibleNode> fileName = dialog->find([](const AccessibleNode& node) {
+            return node.role == QStringLiteral("text") && node.has(QStringLiteral("editable")) &&
+                   node.isShowing() && node.name != QStringLiteral("Look in:");
+        });
+        ASSERT_TRUE(fileName) << dialog->outline().toStdString();
+        EXPECT_TRUE(dialog->find(pushButton, QStringLiteral("Select")))
+            << dialog->outline().toStdString();
+        EXPECT_FALSE(dialog->find(pushButton, QStringLiteral("Create New Folder")))
+            << dialog->outline().toStdString();
+        clickOn(fileName);
+        keys({QStringLiteral("ctrl+a")});
+        type(folder);
+        ASSERT_TRUE(waitForNode(
+            [&](const AccessibleNode& node) {
+                return node.role == QStringLiteral("text") && node.text == folder &&
+                       node.isShowing();
+            },
+            "the typed path in the dialog"));
+        screenshot(screenshotName);
+        keys({QStringLiteral("Return")});
+        ASSERT_TRUE(waitUntilGone([](const AccessibleNode& node) {
+            return node.name == QStringLiteral("Select Projects Folder") && node.isShowing();
+        })) << "the folder dialog stayed open";
+        searchIn = before;
+    }
+
+    // Every step of the onboarding window, as a new user takes it.
+    void walkThroughOnboarding()
+    {
+        // Welcome.
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Stop searching. Start finding.")));
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Wisp")));
+        screenshot(QStringLiteral("1-welcome"));
+        // Nothing is scanned or polled before onboarding is done, and nothing is stored.
+        EXPECT_LT(wisp->indexStartingWith(QStringLiteral("🚀 [AppDelegate] Starting polling")), 0)
+            << wisp->log().toStdString();
+        EXPECT_FALSE(stored(QStringLiteral("hasCompletedOnboarding")).isValid());
+        clickOn(waitForButton(QStringLiteral("Continue")));
+
+        // Projects folder: "Continue" waits for a folder.
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Where are your projects?")));
+        ASSERT_TRUE(waitForButton(QStringLiteral("Continue"), false));
+        screenshot(QStringLiteral("2-projects-folder"));
+        clickOn(waitForButton(QStringLiteral("Choose...")));
+
+        ASSERT_NO_FATAL_FAILURE(
+            chooseInFolderDialog(projects.path(), QStringLiteral("3-folder-dialog")));
+
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Found: 2 projects")));
+        ASSERT_TRUE(waitForNode(
+            [&](const AccessibleNode& node) {
+                return node.role == QStringLiteral("text") && node.text == projects.path();
+            },
+            "the chosen folder in the path field"));
+        screenshot(QStringLiteral("4-projects-found"));
+
+        // "Back" stores nothing; the chosen folder is still there on the way forward again.
+        clickOn(waitForButton(QStringLiteral("Back")));
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Stop searching. Start finding.")));
+        EXPECT_FALSE(stored(QStringLiteral("projectsFolderBookmark")).isValid());
+        clickOn(waitForButton(QStringLiteral("Continue")));
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Where are your projects?")));
+        clickOn(waitForButton(QStringLiteral("Continue")));
+
+        // The shortcut step writes the default shortcut when it appears.
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Quick access shortcut")));
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyCode"), QStringLiteral("37")))
+            << stored(QStringLiteral("hotKeyCode")).toString().toStdString();
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyModifiers"), QStringLiteral("6144")));
+        // Continue stored the folder (on Linux its path is the bookmark) before this step.
+        EXPECT_EQ(stored(QStringLiteral("projectsFolderBookmark")).toByteArray(),
+                  projects.path().toUtf8());
+        screenshot(QStringLiteral("5-shortcut"));
+        // The recorder says what it shows only on the screen: its accessible name is "Shortcut".
+        clickOn(waitForButton(QStringLiteral("Shortcut")));
+        ASSERT_TRUE(waitForNode(
+            [](const AccessibleNode& node) {
+                return node.role == pushButton && node.name == QStringLiteral("Shortcut") &&
+                       node.has(QStringLiteral("focused"));
+            },
+            "the recorder with the keyboard focus"));
+        // A plain key is no shortcut: recording goes on ("Press keys..." on the screenshot).
+        keys({QStringLiteral("k")});
+        screenshot(QStringLiteral("6-shortcut-recording"));
+        keys({QStringLiteral("ctrl+alt+k")});
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyCode"), QStringLiteral("40")))
+            << stored(QStringLiteral("hotKeyCode")).toString().toStdString();
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyModifiers"), QStringLiteral("6144")));
+        screenshot(QStringLiteral("7-shortcut-recorded"));
+        clickOn(waitForButton(QStringLiteral("Continue")));
+
+        // Permissions; on Linux both are granted, so the rows show no "Grant →".
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Permissions needed")));
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Automation")));
+        const std::optional<AccessibleNode> permissions = tree();
+        ASSERT_TRUE(permissions) << lastTreeError.toStdString();
+        QList<AccessibleNode> nodes;
+        flatten(*permissions, nodes);
+        const auto showing = [&](const QString& role, const QString& name) {
+            return std::count_if(nodes.cbegin(), nodes.cend(), [&](const AccessibleNode& node) {
+                return node.role == role && node.name == name && node.isShowing();
+            });
+        };
+        EXPECT_EQ(showing(pushButton, QStringLiteral("Grant →")), 0)
+            << permissions->outline().toStdString();
+        EXPECT_EQ(showing(QStringLiteral("image"), QStringLiteral("Granted")), 2)
+            << permissions->outline().toStdString();
+        // Only the Accessibility row is optional.
+        EXPECT_EQ(showing(QStringLiteral("label"), QStringLiteral("(optional)")), 1)
+            << permissions->outline().toStdString();
+        screenshot(QStringLiteral("8-permissions"));
+        clickOn(waitForButton(QStringLiteral("Finish")));
+
+        const QString complete =
+            QStringLiteral("🚀 [AppDelegate] Onboarding complete - starting polling on port %1")
+                .arg(apiPort);
+        ASSERT_TRUE(wisp->waitForLine(complete, 60s)) << wisp->log().toStdString();
+        EXPECT_TRUE(waitUntilGone([](const AccessibleNode& node) {
+            return isLabelled(node, QStringLiteral("Permissions needed"));
+        })) << "the onboarding window stayed open";
+        EXPECT_EQ(stored(QStringLiteral("hasCompletedOnboarding")).toString(),
+                  QStringLiteral("true"));
+        EXPECT_EQ(stored(QStringLiteral("projectsFolderBookmark")).toByteArray(),
+                  projects.path().toUtf8());
+        EXPECT_EQ(stored(QStringLiteral("hotKeyCode")).toInt(), 40);
+        EXPECT_EQ(stored(QStringLiteral("hotKeyModifiers")).toInt(), 6144);
+    }
+
+    // The shortcut runs the main action: nothing listens on api's port, so wisp asks whether to
+    // start its server.
+    void useShortcut(const QString& shortcut, const QString& screenshotName)
+    {
+        searchIn = Where::windows;
+        keys({shortcut});
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Server is not running")));
+        ASSERT_TRUE(
+            waitForLabel(QStringLiteral("Would you like to start api on port %1?").arg(apiPort)));
+        screenshot(screenshotName);
+        clickOn(waitForButton(QStringLiteral("Cancel")));
+        ASSERT_TRUE(waitUntilGone([](const AccessibleNode& node) {
+            return isLabelled(node, QStringLiteral("Server is not running"));
+        })) << "the alert stayed open";
+    }
+
+    void changeSettingsInPopover()
+    {
+        // The tray menu's "Settings..." item opens the popover.
+        std::optional<XWindow> icon;
+        waitUntil(
+            [&] {
+                icon = visibleWispWindow(isTrayIcon);
+                return icon.has_value();
+            },
+            30s);
+        ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
+        click(icon->geometry.center(), 3);
+        searchIn = Where::popup;
+        const std::optional<AccessibleNode> settingsItem =
+            waitForRole(QStringLiteral("menu item"), QStringLiteral("Settings..."));
+        screenshot(QStringLiteral("10-tray-menu"));
+        clickOn(settingsItem);
+        ASSERT_TRUE(waitForLabel(QStringLiteral("Behavior")));
+        EXPECT_TRUE(waitForLabel(QStringLiteral("2 found")));
+        EXPECT_TRUE(waitForLabel(projects.path()));
+        EXPECT_TRUE(waitForLabel(QStringLiteral(":%1").arg(apiPort)));
+        screenshot(QStringLiteral("11-settings-popover"));
+
+        clickOn(waitForRole(QStringLiteral("radio button"), QStringLiteral("New window")));
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("behaviorMode"), QStringLiteral("always_new")))
+            << stored(QStringLiteral("behaviorMode")).toString().toStdString();
+
+        clickOn(waitForRole(QStringLiteral("radio button"), QStringLiteral("Firefox")));
+        EXPECT_TRUE(
+            waitForStoredText(QStringLiteral("preferredBrowser"), QStringLiteral("firefox")))
+            << stored(QStringLiteral("preferredBrowser")).toString().toStdString();
+
+        const QString address = QStringLiteral("https://staging.example.test");
+        clickOn(waitForNodeAfter(
+            QStringLiteral("Custom URL"),
+            [](const AccessibleNode& node) {
+                return node.role == QStringLiteral("text") &&
+                       node.has(QStringLiteral("editable")) && node.isShowing();
+            },
+            "the custom address field"));
+        type(address);
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("customURL"), address))
+            << stored(QStringLiteral("customURL")).toString().toStdString();
+
+        // The popover stays open and shows what was chosen.
+        EXPECT_TRUE(waitForNode(
+            [](const AccessibleNode& node) {
+                return node.role == QStringLiteral("radio button") &&
+                       node.has(QStringLiteral("checked")) && node.isShowing() &&
+                       node.name == QStringLiteral("New window");
+            },
+            "\"New window\" checked"));
+        EXPECT_TRUE(waitForNode(
+            [](const AccessibleNode& node) {
+                return node.role == QStringLiteral("radio button") &&
+                       node.has(QStringLiteral("checked")) && node.isShowing() &&
+                       node.name == QStringLiteral("Firefox");
+            },
+            "\"Firefox\" checked"));
+        EXPECT_TRUE(waitForNode(
+            [&](const AccessibleNode& node) {
+                return node.role == QStringLiteral("text") && node.text == address;
+            },
+            "the typed address"));
+        screenshot(QStringLiteral("12-settings-changed"));
+
+        // A shortcut recorded here is stored at once.
+        clickOn(waitForButton(QStringLiteral("Ctrl+Alt+K")));
+        ASSERT_TRUE(waitForButton(QStringLiteral("Press keys...")));
+        keys({QStringLiteral("ctrl+alt+j")});
+        ASSERT_TRUE(waitForButton(QStringLiteral("Ctrl+Alt+J")));
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyCode"), QStringLiteral("38")));
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("hotKeyModifiers"), QStringLiteral("6144")));
+        screenshot(QStringLiteral("13-settings-shortcut-recorded"));
+
+        // "Browse..." opens the real folder dialog; the popover stays open and counts anew.
+        clickOn(waitForButton(QStringLiteral("Browse...")));
+        ASSERT_NO_FATAL_FAILURE(
+            chooseInFolderDialog(moreProjects.path(), QStringLiteral("14-settings-folder-dialog")));
+        EXPECT_TRUE(waitForLabel(QStringLiteral("3 found")));
+        EXPECT_TRUE(waitForLabel(moreProjects.path()));
+        EXPECT_EQ(stored(QStringLiteral("projectsFolderBookmark")).toByteArray(),
+                  moreProjects.path().toUtf8());
+        screenshot(QStringLiteral("15-settings-folder-chosen"));
+
+        // A click elsewhere closes the popover.
+        click(QPoint(100, 700));
+        EXPECT_TRUE(waitUntilGone([](const AccessibleNode& node) {
+            return isLabelled(node, QStringLiteral("Behavior"));
+        })) << "the popover stayed open";
+    }
+
+    QTemporaryDir config;
+    QTemporaryDir projects;
+    QTemporaryDir moreProjects;
+    QTemporaryDir temporary;
+    AccessibilityBus bus;
+    std::unique_ptr<WispProcess> wisp;
+    AccessibilityDriver a11y;
+    Where searchIn = Where::windows;
+    QString lastTreeError;
+    int apiPort = 0;
+    int webPort = 0;
+};
+
+} // namespace
+
+TEST_F(FirstRunTest, NewUserSetsUpWispWithRealInputThenUsesTheShortcutAndTheSettingsPopover)
+{
+    launchWisp();
+    ASSERT_NO_FATAL_FAILURE(walkThroughOnboarding());
+    ASSERT_NO_FATAL_FAILURE(
+        useShortcut(QStringLiteral("ctrl+alt+k"), QStringLiteral("9-start-server-alert")));
+    ASSERT_NO_FATAL_FAILURE(changeSettingsInPopover());
+
+    // The shortcut recorded in the settings takes effect at the next start only.
+    ASSERT_NO_FATAL_FAILURE(useShortcut(QStringLiteral("ctrl+alt+k"),
+                                        QStringLiteral("16-shortcut-unchanged-until-restart")));
+    wisp->stop();
+    a11y.stop();
+    ASSERT_NO_FATAL_FAILURE(launchWisp());
+    ASSERT_TRUE(wisp->waitForLine(
+        QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(apiPort), 60s))
+        << wisp->log().toStdString();
+    useShortcut(QStringLiteral("ctrl+alt+j"), QStringLiteral("17-new-shortcut-after-restart"));
+}

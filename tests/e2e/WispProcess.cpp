@@ -1,0 +1,72 @@
+#include "WispProcess.h"
+
+#include "support/TestSupport.h"
+
+using TestSupport::waitUntil;
+
+WispProcess::WispProcess(const QProcessEnvironment& environment)
+{
+    clock.start();
+    process.setProcessEnvironment(environment);
+    process.setStandardOutputFile(QProcess::nullDevice());
+    QObject::connect(&process, &QProcess::readyReadStandardError, [this] { read(); });
+    process.start(executablePath(), QStringList());
+}
+
+WispProcess::~WispProcess()
+{
+    stop();
+}
+
+QString WispProcess::executablePath()
+{
+    return QStringLiteral(WISP_BIN_DIR "/wisp");
+}
+
+void WispProcess::stop()
+{
+    if (process.state() == QProcess::NotRunning) {
+        return;
+    }
+    process.terminate();
+    if (!process.waitForFinished(5000)) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
+}
+
+bool WispProcess::waitForLine(const QString& line, std::chrono::milliseconds timeout)
+{
+    return waitUntil([&] { return lines.contains(line); }, timeout);
+}
+
+bool WispProcess::waitForLineStartingWith(const QString& prefix, std::chrono::milliseconds timeout)
+{
+    return waitUntil([&] { return indexStartingWith(prefix) >= 0; }, timeout);
+}
+
+qsizetype WispProcess::indexStartingWith(const QString& prefix) const
+{
+    for (qsizetype index = 0; index < lines.size(); ++index) {
+        if (lines.at(index).startsWith(prefix)) {
+            return index;
+        }
+    }
+    return -1;
+}
+
+bool WispProcess::waitForExit(std::chrono::milliseconds timeout)
+{
+    return waitUntil([&] { return process.state() == QProcess::NotRunning; }, timeout);
+}
+
+void WispProcess::read()
+{
+    partial += process.readAllStandardError();
+    qsizetype end = 0;
+    while ((end = partial.indexOf('\n')) >= 0) {
+        lines.append(QString::fromUtf8(partial.left(end)));
+        arrivals.append(clock.elapsed());
+        partial.remove(0, end + 1);
+    }
+}

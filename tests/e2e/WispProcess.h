@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QStringList>
+
+#include <chrono>
+
+// The running wisp executable and its log (standard error), line by line with arrival times.
+class WispProcess
+{
+public:
+    explicit WispProcess(const QProcessEnvironment& environment);
+    ~WispProcess();
+    WispProcess(const WispProcess&) = delete;
+    WispProcess& operator=(const WispProcess&) = delete;
+
+    static QString executablePath();
+
+    void stop();
+
+    bool waitForLine(const QString& line,
+                     std::chrono::milliseconds timeout = std::chrono::seconds(30));
+    bool waitForLineStartingWith(const QString& prefix,
+                                 std::chrono::milliseconds timeout = std::chrono::seconds(30));
+    qsizetype indexStartingWith(const QString& prefix) const;
+    bool waitForExit(std::chrono::milliseconds timeout = std::chrono::seconds(30));
+
+    QString log() const { return lines.join(QLatin1Char('\n')); }
+
+    QProcess process;
+    QStringList lines;
+    QList<qint64> arrivals;
+    QElapsedTimer clock;
+
+private:
+    void read();
+
+    QByteArray partial;
+};
