@@ -132,8 +132,10 @@ void OnboardingShortcutRecorder::paintEvent(QPaintEvent*)
 
 void OnboardingShortcutRecorder::updateLabel()
 {
-    // The button's text is what assistive technology reads.
+    // The button's text is what assistive technology reads; the description carries it too,
+    // for when the embedding view names the control.
     setText(label());
+    setAccessibleDescription(label());
     updateGeometry();
     update();
 }

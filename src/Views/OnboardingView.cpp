@@ -1,5 +1,6 @@
 #include "Views/OnboardingView.h"
 
+#include "HotKey/ShortcutText.h"
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/SettingsManager.h"
@@ -8,6 +9,7 @@
 #include "Views/FolderChooser.h"
 #include "Views/OnboardingShortcutRecorder.h"
 #include "Views/PermissionRow.h"
+#include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
 
 #include <QHBoxLayout>
@@ -243,9 +245,10 @@ QWidget* OnboardingView::makeShortcutPage()
 {
     auto* icon = symbol(QStringLiteral("keyboard"), Theme::accent(), this);
     auto* heading = title(QStringLiteral("Quick access shortcut"), this);
-    // Fixed on purpose: it names the default, whatever is recorded below.
-    auto* text =
-        body(QStringLiteral("Press ⌃⌥L anywhere to find\nyour localhost instantly."), this);
+    // Fixed on purpose: it names the default, whatever is recorded below, in the desktop's words.
+    auto* text = body(QStringLiteral("Press ") + defaultShortcutText() +
+                          QStringLiteral(" anywhere to find\nyour localhost instantly."),
+                      this);
 
     recorder = new OnboardingShortcutRecorder(this);
     recorder->setAccessibleName(QStringLiteral("Shortcut"));
@@ -338,6 +341,12 @@ void OnboardingView::goBack()
     }
     --currentStep;
     showStep();
+}
+
+QString OnboardingView::defaultShortcutText()
+{
+    return ShortcutText::build(defaultHotKeyModifiers,
+                               ShortcutRecorderView::keyCodeToString(defaultHotKeyCode));
 }
 
 void OnboardingView::finish()

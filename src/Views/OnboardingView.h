@@ -41,6 +41,9 @@ public:
     // Records hasCompletedOnboarding and calls onComplete.
     void finish();
 
+    // The default shortcut as the shortcut step names it: "Ctrl+Alt+L" on Linux, "⌃⌥L" on macOS.
+    static QString defaultShortcutText();
+
     QPointer<SettingsManager> settingsManager;
     QPointer<PermissionsManager> permissionsManager;
     QPointer<ProjectManaging> projectManager;

@@ -181,8 +181,10 @@ void ShortcutRecorderView::changeEvent(QEvent* event)
 
 void ShortcutRecorderView::updateLabel()
 {
-    // The button's text is what assistive technology reads.
+    // The button's text is what assistive technology reads; the description carries it too,
+    // for when the embedding view names the control.
     setText(label());
+    setAccessibleDescription(label());
     updateGeometry();
     update();
 }

@@ -3,6 +3,7 @@
 #include "HotKey/HotKeysController.h"
 #include "HotKey/KeyCombo.h"
 #include "HotKey/ModifierFlags.h"
+#include "HotKey/ShortcutText.h"
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Utilities/Theme.h"
@@ -306,14 +307,21 @@ TEST_F(OnboardingViewTest, ShortcutStepShowsItsTextsAndTheRecorder)
     goToStep(2);
     EXPECT_EQ(texts(view.currentPage()),
               (QStringList{QStringLiteral("Quick access shortcut"),
-                           QStringLiteral("Press ⌃⌥L anywhere to find\nyour localhost instantly."),
+                           QStringLiteral("Press %1 anywhere to find\nyour localhost instantly.")
+                               .arg(ShortcutText::platformStyle() == ShortcutText::Style::words
+                                        ? QStringLiteral("Ctrl+Alt+L")
+                                        : QStringLiteral("⌃⌥L")),
                            hotKeyManager.hotkeyDisplayString(),
                            QStringLiteral("You can change this anytime in Settings")}));
     EXPECT_EQ(view.shortcutRecorder()->accessibleName(), QStringLiteral("Shortcut"));
+    // A screen reader hears what the control shows.
+    EXPECT_EQ(view.shortcutRecorder()->accessibleDescription(),
+              hotKeyManager.hotkeyDisplayString());
     EXPECT_FALSE(imageNamed(view.currentPage(), QStringLiteral("keyboard")).isNull());
 
     click(view.shortcutRecorder());
     EXPECT_TRUE(view.shortcutRecorder()->isRecording());
+    EXPECT_EQ(view.shortcutRecorder()->accessibleDescription(), QStringLiteral("Press keys..."));
     EXPECT_TRUE(view.isRecordingShortcut);
     click(view.backButton());
     EXPECT_FALSE(view.isRecordingShortcut);
