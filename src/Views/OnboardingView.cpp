@@ -101,19 +101,6 @@ QPixmap appIcon(int size, qreal dpr)
     return pixmap;
 }
 
-QPixmap dot(const QColor& color, qreal dpr)
-{
-    QPixmap pixmap(QSize(dotSize, dotSize) * dpr);
-    pixmap.setDevicePixelRatio(dpr);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
-    painter.drawEllipse(QRectF(0, 0, dotSize, dotSize));
-    return pixmap;
-}
-
 // A page's widgets stacked and centred, with room above and below.
 QWidget* page(QWidget* parent, const QList<QWidget*>& widgets)
 {
@@ -422,7 +409,7 @@ void OnboardingView::updateDots()
     inactive.setAlphaF(inactive.alphaF() * 0.3);
     for (int step = 0; step < dots.size(); ++step) {
         const QColor color = step == currentStep ? Theme::accent() : inactive;
-        dots[step]->setPixmap(dot(color, devicePixelRatioF()));
+        dots[step]->setPixmap(SymbolImage::dot(color, dotSize, devicePixelRatioF()));
         dots[step]->setProperty("current", step == currentStep);
     }
 }

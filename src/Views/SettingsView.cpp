@@ -71,19 +71,6 @@ QFrame* divider(QWidget* parent)
     return line;
 }
 
-QPixmap dotPixmap(const QColor& color, qreal ratio)
-{
-    QPixmap pixmap(QSize(dotSize, dotSize) * ratio);
-    pixmap.setDevicePixelRatio(ratio);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
-    painter.drawEllipse(QRectF(0, 0, dotSize, dotSize));
-    return pixmap;
-}
-
 } // namespace
 
 SettingsView::SettingsView(SettingsManager* settingsManager, ProjectManaging* projectManager,
@@ -463,7 +450,7 @@ void SettingsView::updateStatus(ServerStatus status)
     } else if (status == ServerStatus::starting) {
         color = Theme::starting();
     }
-    statusIndicator->setPixmap(dotPixmap(color, devicePixelRatioF()));
+    statusIndicator->setPixmap(SymbolImage::dot(color, dotSize, devicePixelRatioF()));
     // Only the dot tells a starting server from a stopped one.
     statusText->setText(status == ServerStatus::running ? QStringLiteral("Running")
                                                         : QStringLiteral("Stopped"));

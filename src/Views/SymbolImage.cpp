@@ -130,3 +130,16 @@ QPixmap SymbolImage::pixmap(const QString& name, int size, const QColor& tint, q
     result.setDevicePixelRatio(dpr);
     return result;
 }
+
+QPixmap SymbolImage::dot(const QColor& color, int size, qreal dpr)
+{
+    QPixmap pixmap(QSize(size, size) * dpr);
+    pixmap.setDevicePixelRatio(dpr);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawEllipse(QRectF(0, 0, size, size));
+    return pixmap;
+}

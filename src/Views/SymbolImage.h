@@ -25,6 +25,9 @@ public:
     // painted in `tint`. A null pixmap for an unknown name or a size below 1.
     static QPixmap pixmap(const QString& name, int size, const QColor& tint, qreal dpr = 1.0);
 
+    // A filled circle of `size` device-independent pixels: the step dots and the status dot.
+    static QPixmap dot(const QColor& color, int size, qreal dpr = 1.0);
+
     // Resource path of a symbol's vector file.
     static QString resourcePath(const QString& name);
 };

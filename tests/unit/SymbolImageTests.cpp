@@ -165,3 +165,16 @@ TEST(SymbolImageTest, UnknownNamesGiveNullImagesWithoutCrashing)
     EXPECT_TRUE(SymbolImage::pixmap(QStringLiteral("eye"), -3, Qt::black).isNull());
     EXPECT_TRUE(SymbolImage::pixmap(QStringLiteral("eye"), 16, Qt::black, 0.0).isNull());
 }
+
+TEST(SymbolImageTest, DotIsAFilledCircleOfTheColourAtThePixelRatio)
+{
+    const QColor colour = QColor::fromRgb(48, 209, 88);
+    const QPixmap dot = SymbolImage::dot(colour, 8, 2.0);
+    ASSERT_EQ(dot.size(), QSize(16, 16));
+    EXPECT_EQ(dot.devicePixelRatio(), 2.0);
+    const QImage image = dot.toImage();
+    EXPECT_EQ(image.pixelColor(8, 8), colour);
+    // Round, not square: the corners stay transparent.
+    EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0);
+    EXPECT_EQ(image.pixelColor(15, 15).alpha(), 0);
+}
