@@ -94,8 +94,10 @@ QCoro::Task<bool> runKillScript(int port, QString script, bool logOutput)
 
 QString killScriptHead(int port, const QString& lsofPath)
 {
+    // Listeners only: a browser or an editor with a connection open to the server shares the
+    // port too, and must not be signalled with its whole process group.
     return QStringLiteral("    PIDS=$(") + lsofPath + QStringLiteral(" -ti:") +
-           QString::number(port) + QStringLiteral(" 2>/dev/null)\n");
+           QString::number(port) + QStringLiteral(" -sTCP:LISTEN 2>/dev/null)\n");
 }
 
 } // namespace
