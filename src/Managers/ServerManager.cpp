@@ -71,6 +71,22 @@ QString inSeconds(std::chrono::milliseconds deadline)
     return QString::number(static_cast<double>(deadline.count()) / 1000.0);
 }
 
+// Asks a child that is let go of to end, and makes sure it does: SIGKILL follows a second later
+// if it ignored SIGTERM, so that it is reaped and its QProcess, output files and watcher go away.
+void terminateThenKill(QProcess* process, qint64 pid)
+{
+    process->terminate();
+    QTimer::singleShot(std::chrono::milliseconds(ServerManager::terminateGraceMs), process,
+                       [process, pid] {
+                           if (process->state() != QProcess::NotRunning) {
+                               Log::line(QStringLiteral("⚠️ [ServerManager] Process %1 ignored "
+                                                        "SIGTERM, sending SIGKILL")
+                                             .arg(pid));
+                               process->kill();
+                           }
+                       });
+}
+
 // Runs a port-kill script through the shell and waits for it, at most `deadline`. The polite
 // script's output is logged; the forceful one's is not captured and goes to wisp's own streams.
 // False, after the log line, when the shell cannot be launched or does not end in time.
@@ -129,7 +145,7 @@ ServerManager::~ServerManager()
     invalidatePollingTimer();
     // No wait: the QProcess outlives the manager, reaps the child and then deletes itself.
     if (isRunning(runningProcess)) {
-        runningProcess->terminate();
+        terminateThenKill(runningProcess, runningPid);
     }
 }
 
@@ -206,7 +222,9 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
     }
 
     if (runningProcess) {
-        runningProcess->terminate();
+        if (isRunning(runningProcess)) {
+            terminateThenKill(runningProcess, runningPid);
+        }
         runningProcess = nullptr;
         runningPid = 0;
     }

@@ -26,6 +26,9 @@ public:
     static constexpr int terminateWaitMs = 100;
     static constexpr int politeKillWaitMs = 500;
     static constexpr int forcefulKillWaitMs = 300;
+    // A child that is let go of (replaced by a new start, or left by a manager that goes away)
+    // and ignores SIGTERM gets SIGKILL this much later.
+    static constexpr int terminateGraceMs = 1000;
     // How long lsof and a kill script may run before they are killed: a stale network or FUSE
     // mount can hang lsof for ever.
     static constexpr std::chrono::milliseconds defaultToolDeadline{10'000};
