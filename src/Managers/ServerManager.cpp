@@ -66,14 +66,40 @@ void detachInput(QProcess& process)
     process.setStandardInputFile(QProcess::nullDevice());
 }
 
-// Runs a port-kill script through the shell and waits for it. The polite script's output is
-// logged; the forceful one's is not captured and goes to wisp's own streams. False, after the
-// log line, when the shell cannot be launched.
-QCoro::Task<bool> runKillScript(int port, QString script, bool logOutput)
+// "10", "0.25": a deadline in seconds as the timeout lines give it.
+QString inSeconds(std::chrono::milliseconds deadline)
 {
-    QProcess shell;
+    return QString::number(static_cast<double>(deadline.count()) / 1000.0);
+}
+
+// Asks a child that is let go of to end, and makes sure it does: SIGKILL follows a second later
+// if it ignored SIGTERM, so that it is reaped and its QProcess, output files and watcher go away.
+void terminateThenKill(QProcess* process, qint64 pid)
+{
+    process->terminate();
+    QTimer::singleShot(std::chrono::milliseconds(ServerManager::terminateGraceMs), process,
+                       [process, pid] {
+                           if (process->state() != QProcess::NotRunning) {
+                               Log::line(QStringLiteral("⚠️ [ServerManager] Process %1 ignored "
+                                                        "SIGTERM, sending SIGKILL")
+                                             .arg(pid));
+                               process->kill();
+                           }
+                       });
+}
+
+// Runs a port-kill script through the shell and waits for it, at most `deadline`. The polite
+// script's output is logged; the forceful one's is not captured and goes to wisp's own streams.
+// False, after the log line, when the shell cannot be launched or does not end in time.
+QCoro::Task<bool> runKillScript(int port, QString script, bool logOutput,
+                                std::chrono::milliseconds deadline)
+{
+    const ChildProcess::Owned process = ChildProcess::create();
+    QProcess& shell = *process;
     shell.setProcessChannelMode(logOutput ? QProcess::MergedChannels : QProcess::ForwardedChannels);
     detachInput(shell);
+    // A group of its own, so that a deadline also ends the lsof it runs.
+    ChildProcess::leadOwnProcessGroup(shell);
     shell.setProgram(SystemTools::shell());
     shell.setArguments({QStringLiteral("-c"), script});
     const bool started = co_await ChildProcess::start(&shell);
@@ -83,7 +109,14 @@ QCoro::Task<bool> runKillScript(int port, QString script, bool logOutput)
                       .arg(shell.errorString()));
         co_return false;
     }
-    co_await ChildProcess::waitForExit(&shell);
+    const bool finished = co_await ChildProcess::waitForExit(&shell, deadline);
+    if (!finished) {
+        Log::line(
+            QStringLiteral("⚠️ [ServerManager] Kill script timed out after %1 s for port %2")
+                .arg(inSeconds(deadline))
+                .arg(port));
+        co_return false;
+    }
     if (logOutput) {
         const QString output = decodeOutput(shell.readAll());
         if (!output.isEmpty()) {
@@ -95,8 +128,10 @@ QCoro::Task<bool> runKillScript(int port, QString script, bool logOutput)
 
 QString killScriptHead(int port, const QString& lsofPath)
 {
+    // Listeners only: a browser or an editor with a connection open to the server shares the
+    // port too, and must not be signalled with its whole process group.
     return QStringLiteral("    PIDS=$(") + lsofPath + QStringLiteral(" -ti:") +
-           QString::number(port) + QStringLiteral(" 2>/dev/null)\n");
+           QString::number(port) + QStringLiteral(" -sTCP:LISTEN 2>/dev/null)\n");
 }
 
 } // namespace
@@ -113,7 +148,7 @@ ServerManager::~ServerManager()
     invalidatePollingTimer();
     // No wait: the QProcess outlives the manager, reaps the child and then deletes itself.
     if (isRunning(runningProcess)) {
-        runningProcess->terminate();
+        terminateThenKill(runningProcess, runningPid);
     }
 }
 
@@ -180,16 +215,19 @@ QStringList ServerManager::parseCommand(const QString& command)
 QCoro::Task<> ServerManager::startServer(Project project, QString command)
 {
     const QPointer<ServerManager> self(this);
+    const std::chrono::milliseconds toolDeadline = deadline;
     setStatus(ServerStatus::starting);
 
     const int port = project.port;
-    co_await killProcessesOnPort(port);
+    co_await killProcessesOnPort(port, toolDeadline);
     if (!self) {
         co_return;
     }
 
     if (runningProcess) {
-        runningProcess->terminate();
+        if (isRunning(runningProcess)) {
+            terminateThenKill(runningProcess, runningPid);
+        }
         runningProcess = nullptr;
         runningPid = 0;
     }
@@ -274,7 +312,7 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
 
     for (int attempt = 1; attempt <= startupAttempts; ++attempt) {
         co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
-        const bool listening = co_await lsofReportsListener(port);
+        const bool listening = co_await lsofReportsListener(port, toolDeadline);
         if (!self) {
             co_return;
         }
@@ -330,13 +368,16 @@ QStringList ServerManager::portQueryArguments(int port)
 
 QCoro::Task<bool> ServerManager::checkPort(int port)
 {
-    return lsofReportsListener(port);
+    return lsofReportsListener(port, deadline);
 }
 
-QCoro::Task<bool> ServerManager::lsofReportsListener(int port)
+QCoro::Task<bool> ServerManager::lsofReportsListener(int port, std::chrono::milliseconds deadline)
 {
-    QProcess lsof;
+    const ChildProcess::Owned process = ChildProcess::create();
+    QProcess& lsof = *process;
     lsof.setProcessChannelMode(QProcess::MergedChannels);
+    // lsof starts nothing of its own, so it is killed alone at the deadline, and without a
+    // child process modifier Qt can launch it the cheap way (vfork) on every poll.
     detachInput(lsof);
     lsof.setProgram(SystemTools::lsof());
     lsof.setArguments(portQueryArguments(port));
@@ -347,7 +388,13 @@ QCoro::Task<bool> ServerManager::lsofReportsListener(int port)
                       .arg(lsof.errorString()));
         co_return false;
     }
-    co_await ChildProcess::waitForExit(&lsof);
+    const bool finished = co_await ChildProcess::waitForExit(&lsof, deadline);
+    if (!finished) {
+        Log::line(QStringLiteral("⚠️ [ServerManager] lsof timed out after %1 s for port %2")
+                      .arg(inSeconds(deadline))
+                      .arg(port));
+        co_return false;
+    }
     // Diagnostics share the channel, so any text at all reads as "in use". Intended.
     co_return !decodeOutput(lsof.readAll()).trimmed().isEmpty();
 }
@@ -355,8 +402,13 @@ QCoro::Task<bool> ServerManager::lsofReportsListener(int port)
 QCoro::Task<> ServerManager::updateStatus()
 {
     const QPointer<ServerManager> self(this);
+    // Held to the end: an update asked for meanwhile checks afresh after this one.
+    const TurnQueue::Turn turn = co_await statusUpdates.take();
+    if (!self) {
+        co_return;
+    }
     const int port = watchedPort;
-    const bool running = co_await lsofReportsListener(port);
+    const bool running = co_await lsofReportsListener(port, deadline);
     Log::line(QStringLiteral("🔍 [ServerManager] Polling port %1: %2")
                   .arg(port)
                   .arg(running ? QStringLiteral("RUNNING ✅") : QStringLiteral("STOPPED ❌")));
@@ -375,8 +427,18 @@ void ServerManager::startPolling(int port)
     // Qt timers keep firing while a menu is open, so no run loop modes are needed.
     timer = new QTimer(this);
     timer->setInterval(pollingIntervalMs);
-    connect(timer, &QTimer::timeout, this, [this] { updateStatus(); });
+    connect(timer, &QTimer::timeout, this, &ServerManager::pollingTick);
     timer->start();
+}
+
+void ServerManager::pollingTick()
+{
+    // A slow lsof must not pile up behind itself: the tick finds the update under way and
+    // leaves it to publish.
+    if (statusUpdates.isBusy()) {
+        return;
+    }
+    updateStatus();
 }
 
 void ServerManager::updatePollingPort(int port)
@@ -401,6 +463,7 @@ void ServerManager::invalidatePollingTimer()
 QCoro::Task<> ServerManager::killServer(int port)
 {
     const QPointer<ServerManager> self(this);
+    const std::chrono::milliseconds toolDeadline = deadline;
     Log::line(QStringLiteral("🛑 [ServerManager] killServer called for port %1").arg(port));
 
     // A tracked child that has already exited stays tracked here; its termination handler
@@ -426,7 +489,7 @@ QCoro::Task<> ServerManager::killServer(int port)
         runningPid = 0;
     }
 
-    co_await killProcessesOnPort(port);
+    co_await killProcessesOnPort(port, toolDeadline);
     if (!self) {
         co_return;
     }
@@ -468,17 +531,17 @@ QString ServerManager::forcefulKillScript(int port, const QString& lsofPath)
     fi)script");
 }
 
-QCoro::Task<> ServerManager::killProcessesOnPort(int port)
+QCoro::Task<> ServerManager::killProcessesOnPort(int port, std::chrono::milliseconds deadline)
 {
     Log::line(
         QStringLiteral("🛑 [ServerManager] Attempting to kill processes on port %1").arg(port));
     const QString lsofPath = SystemTools::lsof();
 
-    if (!co_await runKillScript(port, politeKillScript(port, lsofPath), true)) {
+    if (!co_await runKillScript(port, politeKillScript(port, lsofPath), true, deadline)) {
         co_return;
     }
     co_await QCoro::sleepFor(std::chrono::milliseconds(politeKillWaitMs));
-    if (!co_await lsofReportsListener(port)) {
+    if (!co_await lsofReportsListener(port, deadline)) {
         Log::line(QStringLiteral("✅ [ServerManager] Successfully terminated process on port %1")
                       .arg(port));
         co_return;
@@ -486,11 +549,11 @@ QCoro::Task<> ServerManager::killProcessesOnPort(int port)
 
     Log::line(
         QStringLiteral("⚠️ [ServerManager] Port %1 still in use, forcing kill").arg(port));
-    if (!co_await runKillScript(port, forcefulKillScript(port, lsofPath), false)) {
+    if (!co_await runKillScript(port, forcefulKillScript(port, lsofPath), false, deadline)) {
         co_return;
     }
     co_await QCoro::sleepFor(std::chrono::milliseconds(forcefulKillWaitMs));
-    if (co_await lsofReportsListener(port)) {
+    if (co_await lsofReportsListener(port, deadline)) {
         Log::line(QStringLiteral("❌ [ServerManager] Failed to kill process on port %1").arg(port));
     } else {
         Log::line(QStringLiteral("✅ [ServerManager] Successfully force-killed process on port %1")

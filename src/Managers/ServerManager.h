@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Protocols/ServerManaging.h"
+#include "Utilities/TurnQueue.h"
 
 #include <QPointer>
 #include <QStringList>
 
+#include <chrono>
 #include <memory>
 
 class FolderAccess;
@@ -24,6 +26,12 @@ public:
     static constexpr int terminateWaitMs = 100;
     static constexpr int politeKillWaitMs = 500;
     static constexpr int forcefulKillWaitMs = 300;
+    // A child that is let go of (replaced by a new start, or left by a manager that goes away)
+    // and ignores SIGTERM gets SIGKILL this much later.
+    static constexpr int terminateGraceMs = 1000;
+    // How long lsof and a kill script may run before they are killed: a stale network or FUSE
+    // mount can hang lsof for ever.
+    static constexpr std::chrono::milliseconds defaultToolDeadline{10'000};
 
     explicit ServerManager(std::shared_ptr<FolderAccess> folderAccess = nullptr,
                            QObject* parent = nullptr);
@@ -41,8 +49,12 @@ public:
     void invalidatePollingTimer() override;
 
     // The status update: checks `currentPort` and publishes the result, also when unchanged.
-    // The polling timer runs it on every tick.
+    // Updates never overlap: one asked for while another runs follows it. A polling tick that
+    // finds one under way is skipped.
     QCoro::Task<> updateStatus();
+
+    std::chrono::milliseconds toolDeadline() const { return deadline; }
+    void setToolDeadline(std::chrono::milliseconds value) { deadline = value; }
 
     QTimer* pollingTimer() const { return timer; }
     // The child this manager launched and still tracks.
@@ -65,16 +77,19 @@ private:
     void setStatus(ServerStatus status);
     void setCurrentPort(int port);
     void childEnded(QProcess* process, qint64 pid);
+    void pollingTick();
 
-    // Kills whatever holds `port`: the polite script, then the forceful one if the port is
+    // Kills whatever listens on `port`: the polite script, then the forceful one if the port is
     // still in use. Never throws; every outcome is a log line.
-    static QCoro::Task<> killProcessesOnPort(int port);
-    static QCoro::Task<bool> lsofReportsListener(int port);
+    static QCoro::Task<> killProcessesOnPort(int port, std::chrono::milliseconds deadline);
+    static QCoro::Task<bool> lsofReportsListener(int port, std::chrono::milliseconds deadline);
 
     std::shared_ptr<FolderAccess> folderAccess;
     ServerStatus currentStatus = ServerStatus::unknown;
     int watchedPort = 3000;
     QTimer* timer = nullptr;
+    TurnQueue statusUpdates;
+    std::chrono::milliseconds deadline = defaultToolDeadline;
     // Not owned: a child's QProcess deletes itself once the child has exited, so that a child
     // that is let go of (or outlives the manager) is still reaped.
     QPointer<QProcess> runningProcess;

@@ -5,8 +5,8 @@
 #include "Platform/SystemTools.h"
 #include "Utilities/BrowserScripts.h"
 #include "Utilities/ChildProcess.h"
+#include "Utilities/Log.h"
 
-#include <QCoro/QCoroProcess>
 #include <QProcess>
 
 namespace {
@@ -99,7 +99,8 @@ QCoro::Task<bool> AppleScriptBrowserBackend::findEdgeWindow(std::shared_ptr<Scri
 
 QCoro::Task<> AppleScriptBrowserBackend::openFirefoxPrivate(QString openTool, QString url)
 {
-    QProcess process;
+    const ChildProcess::Owned child = ChildProcess::create();
+    QProcess& process = *child;
     process.setProgram(openTool);
     process.setArguments({QStringLiteral("-na"), QStringLiteral("Firefox"),
                           QStringLiteral("--args"), QStringLiteral("-private-window"), url});
@@ -111,10 +112,10 @@ QCoro::Task<> AppleScriptBrowserBackend::openFirefoxPrivate(QString openTool, QS
     if (!started) {
         throw BrowserError::scriptFailed(Browser::firefox, process.errorString());
     }
-    const bool finished = co_await qCoro(process).waitForFinished(openDeadline);
+    const bool finished = co_await ChildProcess::waitForExit(&process, openDeadline);
     if (!finished) {
-        process.kill();
-        co_await qCoro(process).waitForFinished(std::chrono::milliseconds(5000));
+        Log::line(QStringLiteral("⚠️ [AppleScriptBrowserBackend] open timed out after %1 s")
+                      .arg(std::chrono::duration_cast<std::chrono::seconds>(openDeadline).count()));
         throw BrowserError::timeout(Browser::firefox);
     }
     if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {

@@ -3,8 +3,8 @@
 #include "Models/BrowserError.h"
 #include "Platform/SystemTools.h"
 #include "Utilities/ChildProcess.h"
+#include "Utilities/Log.h"
 
-#include <QCoro/QCoroProcess>
 #include <QProcess>
 #include <QRegularExpression>
 
@@ -19,8 +19,11 @@ QCoro::Task<ScriptResult> OsascriptRunner::run(QString source)
     const QString tool = program;
     const std::chrono::milliseconds limit = deadline;
 
-    QProcess process;
+    const ChildProcess::Owned child = ChildProcess::create();
+    QProcess& process = *child;
     process.setProgram(tool);
+    // A deadline also ends whatever the interpreter started.
+    ChildProcess::leadOwnProcessGroup(process);
     const bool started = co_await ChildProcess::start(&process, QIODevice::ReadWrite);
     if (!started) {
         ScriptResult result;
@@ -31,10 +34,10 @@ QCoro::Task<ScriptResult> OsascriptRunner::run(QString source)
     process.closeWriteChannel();
 
     ScriptResult result;
-    const bool finished = co_await qCoro(process).waitForFinished(limit);
+    const bool finished = co_await ChildProcess::waitForExit(&process, limit);
     if (!finished) {
-        process.kill();
-        co_await qCoro(process).waitForFinished(std::chrono::milliseconds(5000));
+        Log::line(QStringLiteral("⚠️ [OsascriptRunner] osascript timed out after %1 s")
+                      .arg(static_cast<double>(limit.count()) / 1000.0));
         result.error.insert(BrowserError::errorNumberKey, -1712);
         result.error.insert(BrowserError::errorMessageKey, QStringLiteral("AppleEvent timed out."));
         co_return result;

@@ -1,10 +1,13 @@
 #include "Utilities/ChildProcess.h"
 
 #include <QCoro/QCoroProcess>
+#include <QObject>
 #include <QProcess>
 
 #include <coroutine>
+#include <csignal>
 #include <memory>
+#include <unistd.h>
 
 namespace {
 
@@ -66,6 +69,30 @@ private:
 
 } // namespace
 
+void ChildProcess::Release::operator()(QProcess* process) const
+{
+    if (!process) {
+        return;
+    }
+    if (process->state() == QProcess::NotRunning) {
+        delete process;
+        return;
+    }
+    process->disconnect();
+    QObject::connect(process, &QProcess::finished, process, &QObject::deleteLater);
+    ChildProcess::kill(process);
+}
+
+ChildProcess::Owned ChildProcess::create()
+{
+    return Owned(new QProcess());
+}
+
+void ChildProcess::leadOwnProcessGroup(QProcess& process)
+{
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
+}
+
 QCoro::Task<bool> ChildProcess::start(QProcess* process, QIODevice::OpenMode mode)
 {
     process->start(mode);
@@ -73,8 +100,29 @@ QCoro::Task<bool> ChildProcess::start(QProcess* process, QIODevice::OpenMode mod
     co_return co_await started;
 }
 
-QCoro::Task<> ChildProcess::waitForExit(QProcess* process)
+QCoro::Task<bool> ChildProcess::waitForExit(QProcess* process, std::chrono::milliseconds deadline)
 {
-    // No time limit: a child is waited for until it exits.
-    co_await qCoro(process).waitForFinished(-1);
+    if (process->state() == QProcess::NotRunning) {
+        co_return true;
+    }
+    const bool finished = co_await qCoro(process).waitForFinished(deadline);
+    if (finished || process->state() == QProcess::NotRunning) {
+        co_return true;
+    }
+    kill(process);
+    co_await qCoro(process).waitForFinished(reapGrace);
+    co_return false;
+}
+
+void ChildProcess::kill(QProcess* process)
+{
+    if (process->state() == QProcess::NotRunning) {
+        return;
+    }
+    // Not yet reaped, so the id cannot have been reused.
+    const auto pid = static_cast<pid_t>(process->processId());
+    if (pid > 0 && ::getpgid(pid) == pid && pid != ::getpgrp()) {
+        ::kill(-pid, SIGKILL);
+    }
+    process->kill();
 }

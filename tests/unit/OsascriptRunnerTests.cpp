@@ -3,11 +3,13 @@
 #include "Platform/SystemTools.h"
 
 #include "support/AwaitTask.h"
+#include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -173,12 +175,22 @@ TEST_F(OsascriptRunnerTest, RunnerThatCannotStartIsNotCreated)
 
 TEST_F(OsascriptRunnerTest, StuckRunnerIsStoppedAsATimeout)
 {
-    qputenv("WISP_OSASCRIPT_SLEEP", "30");
+    qputenv("WISP_OSASCRIPT_SLEEP", "86393");
     OsascriptRunner impatient(TestSupport::fixturePath(QStringLiteral("osascript")),
                               std::chrono::milliseconds(1000));
+    LogCapture log;
     const ScriptResult result = awaitTask(impatient.run(QStringLiteral("x")));
     EXPECT_EQ(BrowserError::from(result.error, Browser::chrome),
               BrowserError::timeout(Browser::chrome));
+    EXPECT_EQ(log.lines(), QStringList{QStringLiteral(
+                               "⚠️ [OsascriptRunner] osascript timed out after 1 s")});
+    // The stand-in's own `sleep` went with it.
+    EXPECT_TRUE(TestSupport::waitUntil([] {
+        QProcess pgrep;
+        pgrep.start(QStringLiteral("pgrep"),
+                    {QStringLiteral("-f"), QStringLiteral("^sleep 86393$")});
+        return pgrep.waitForFinished(30000) && pgrep.exitCode() == 1;
+    }));
 }
 
 TEST(OsascriptParseTest, ParsesTheStandardErrorLine)

@@ -1,6 +1,7 @@
 #include "Platform/OsaScriptCall.h"
 #include "Platform/PermissionProbes.h"
 
+#include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
@@ -92,8 +93,11 @@ TEST(OsaScriptCall, ScriptThatNeverFinishesFailsAtTheTimeout)
 {
     QTemporaryDir dir;
     const QString interpreter = makeInterpreter(dir, "exec sleep 60");
+    LogCapture log;
     EXPECT_EQ(OsaScriptCall::run(interpreter, QStringLiteral("delay 60"), 500),
               OsaScriptCall::Outcome::failed);
+    EXPECT_EQ(log.lines(), QStringList{QStringLiteral(
+                               "⚠️ [PermissionsManager] osascript timed out after 0.5 s")});
 }
 
 TEST(OsaScriptCall, MissingInterpreterRunsNothing)

@@ -121,7 +121,8 @@ TEST(PortQuery, AsksForTcpListenersOnThePortAsBareProcessIds)
 
 TEST(KillScripts, PoliteScriptTextIsExactForMacOsLsof)
 {
-    const QString expected = QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 2>/dev/null)
+    const QString expected =
+        QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 -sTCP:LISTEN 2>/dev/null)
     if [ -n "$PIDS" ]; then
         echo "Found PIDs: $PIDS"
         for PID in $PIDS; do
@@ -141,7 +142,8 @@ TEST(KillScripts, PoliteScriptTextIsExactForMacOsLsof)
 
 TEST(KillScripts, ForcefulScriptTextIsExactForMacOsLsof)
 {
-    const QString expected = QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 2>/dev/null)
+    const QString expected =
+        QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 -sTCP:LISTEN 2>/dev/null)
     if [ -n "$PIDS" ]; then
         for PID in $PIDS; do
             # Kill process group first, then individual PID
@@ -159,8 +161,8 @@ TEST(KillScripts, ForcefulScriptTextIsExactForMacOsLsof)
 TEST(KillScripts, PortAppearsInBothPlacesOfThePoliteScript)
 {
     const QString script = ServerManager::politeKillScript(51730, QStringLiteral("/usr/sbin/lsof"));
-    EXPECT_TRUE(
-        script.startsWith(QStringLiteral("    PIDS=$(/usr/sbin/lsof -ti:51730 2>/dev/null)\n")));
+    EXPECT_TRUE(script.startsWith(
+        QStringLiteral("    PIDS=$(/usr/sbin/lsof -ti:51730 -sTCP:LISTEN 2>/dev/null)\n")));
     EXPECT_TRUE(script.endsWith(
         QStringLiteral("        echo \"No processes found on port 51730\"\n    fi")));
     EXPECT_FALSE(script.contains(QStringLiteral("3000")));
@@ -169,8 +171,8 @@ TEST(KillScripts, PortAppearsInBothPlacesOfThePoliteScript)
 TEST(KillScripts, ScriptsRunThePlatformsLsof)
 {
     const QString lsof = SystemTools::lsof();
-    const QString head =
-        QStringLiteral("    PIDS=$(") + lsof + QStringLiteral(" -ti:8080 2>/dev/null)\n");
+    const QString head = QStringLiteral("    PIDS=$(") + lsof +
+                         QStringLiteral(" -ti:8080 -sTCP:LISTEN 2>/dev/null)\n");
     EXPECT_TRUE(ServerManager::politeKillScript(8080, lsof).startsWith(head));
     EXPECT_TRUE(ServerManager::forcefulKillScript(8080, lsof).startsWith(head));
     EXPECT_EQ(SystemTools::defaultLsof(), lsof);

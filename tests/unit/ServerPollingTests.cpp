@@ -186,7 +186,7 @@ TEST_F(ServerPollingTest, MissingLsofLogsTheFailureAndPublishesStoppedOnEveryUpd
     QTcpServer listener;
     ASSERT_TRUE(listener.listen(QHostAddress::LocalHost, static_cast<quint16>(port)));
     const QString missing = QStringLiteral("/nonexistent/wisp-test/lsof");
-    SystemTools::setLsof(missing);
+    const ScopedLsof missingLsof(missing);
     QProcess probe;
     probe.start(missing, {});
     ASSERT_FALSE(probe.waitForStarted());

@@ -5,6 +5,7 @@
 
 #include "Managers/ServerManager.h"
 #include "Models/ServerError.h"
+#include "Platform/SystemTools.h"
 #include "support/TestSupport.h"
 
 #include <QCoro/QCoroTask>
@@ -295,6 +296,71 @@ public:
 
 private:
     qint64 startedPid = 0;
+};
+
+// Living processes whose command line is exactly `arguments`.
+inline QList<qint64> processesRunning(const QStringList& arguments)
+{
+    QByteArray wanted;
+    for (const QString& argument : arguments) {
+        wanted += argument.toUtf8() + '\0';
+    }
+    QList<qint64> found;
+    for (const qint64 pid : allProcessIds()) {
+        QFile file(QStringLiteral("/proc/%1/cmdline").arg(pid));
+        if (file.open(QIODevice::ReadOnly) && file.readAll() == wanted && isAlive(pid)) {
+            found.append(pid);
+        }
+    }
+    return found;
+}
+
+// Makes SystemTools::lsof() answer `path` while it exists, and restores what it answered before.
+class ScopedLsof
+{
+public:
+    explicit ScopedLsof(const QString& path) : previous(SystemTools::lsof())
+    {
+        SystemTools::setLsof(path);
+    }
+    ~ScopedLsof()
+    {
+        SystemTools::setLsof(previous == SystemTools::defaultLsof() ? QString() : previous);
+    }
+    ScopedLsof(const ScopedLsof&) = delete;
+    ScopedLsof& operator=(const ScopedLsof&) = delete;
+
+private:
+    QString previous;
+};
+
+// An lsof that never answers, as one stuck on a dead network mount: it counts its launches in a
+// file and then sleeps, as the process `hungCommand()` names.
+class HungLsof
+{
+public:
+    HungLsof()
+    {
+        EXPECT_TRUE(folder.isValid());
+        TestSupport::writeFile(folder.path(), QStringLiteral("lsof"),
+                               "#!/bin/sh\necho launched >> \"" +
+                                   folder.filePath(QStringLiteral("launches")).toUtf8() +
+                                   "\"\nexec sleep 86399\n");
+        QFile::setPermissions(folder.filePath(QStringLiteral("lsof")),
+                              QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    }
+
+    QString path() const { return folder.filePath(QStringLiteral("lsof")); }
+    static QStringList hungCommand() { return {QStringLiteral("sleep"), QStringLiteral("86399")}; }
+
+    int launches() const
+    {
+        QFile file(folder.filePath(QStringLiteral("launches")));
+        return file.open(QIODevice::ReadOnly) ? static_cast<int>(file.readAll().count('\n')) : 0;
+    }
+
+private:
+    QTemporaryDir folder;
 };
 
 // Starts a server and hands its process group to `reaper`, so it dies with the test whatever
