@@ -38,6 +38,8 @@ public:
     {
         QTimer* sleeper = timer.get();
         sleeper->setSingleShot(true);
+        // A coarse timer may fire up to 5 % early; a sleep never ends before its time.
+        sleeper->setTimerType(Qt::PreciseTimer);
         auto connections =
             std::make_shared<std::pair<QMetaObject::Connection, QMetaObject::Connection>>();
         auto wake = [sleeper, connections, handle]() {
