@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Protocols/ProjectManaging.h"
+#include "Utilities/FolderEntries.h"
 
 #include <QSet>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class FolderAccess;
@@ -15,6 +17,9 @@ class ProjectManager : public ProjectManaging
     Q_OBJECT
 public:
     static constexpr int maxDepth = 4;
+
+    // How names are looked up in a folder (a local path); safe on any thread.
+    using NameCase = std::function<Qt::CaseSensitivity(const QString& folderPath)>;
 
     explicit ProjectManager(std::shared_ptr<FolderAccess> folderAccess = nullptr,
                             QObject* parent = nullptr);
@@ -35,8 +40,11 @@ public:
     static void scanRecursively(const QString& folderPath, int depth, QList<Project>& accumulator,
                                 const QString& basePath, const std::optional<QString>& parentPath);
     // The complete scan result for a folder (walk, sub-project filter, sort), without
-    // publishing anything. Used by scanFolder and by wisp-scan.
+    // publishing anything. Used by scanFolder and by wisp-scan. Marker and configuration file
+    // names are matched as `nameCase` says each folder matches them (by default, as its file
+    // system does).
     static QList<Project> scan(const QString& folderPath);
+    static QList<Project> scan(const QString& folderPath, const NameCase& nameCase);
 
     static bool hasDevScript(const QString& folderPath);
 
@@ -47,14 +55,15 @@ private:
     struct FolderListing
     {
         bool readable = false;
-        QStringList names;      // every entry, hidden ones included
+        FolderEntries entries;  // every entry, hidden ones included
         QStringList subfolders; // visible real folders (never links), by name
     };
 
-    static FolderListing listFolder(const QString& folderPath);
+    static FolderListing listFolder(const QString& folderPath, const NameCase& nameCase);
     static void scanListedFolder(const QString& folderPath, const FolderListing& listing, int depth,
                                  QList<Project>& accumulator, const QString& basePath,
-                                 const std::optional<QString>& parentPath);
+                                 const std::optional<QString>& parentPath,
+                                 const NameCase& nameCase);
 
     std::shared_ptr<FolderAccess> folderAccess;
     QList<Project> projectList;

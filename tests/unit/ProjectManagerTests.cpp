@@ -342,6 +342,38 @@ TEST_F(ProjectScan, MissingOrEmptyFolderGivesAnEmptyList)
     EXPECT_TRUE(ProjectManager::scan(QDir(root()).filePath(QStringLiteral("gone"))).isEmpty());
 }
 
+TEST_F(ProjectScan, MarkerNamesFollowTheFoldersCaseRule)
+{
+    writeFile(root(), QStringLiteral("site/Index.html"), "<html>");
+    writeFile(root(), QStringLiteral("site/about.html"), "<html>");
+    writeFile(root(), QStringLiteral("shop/gemfile"), "source 'https://rubygems.org'");
+    writeFile(root(), QStringLiteral("shop/.ENV"), "PORT=4567\n");
+
+    const QList<Project> insensitive =
+        ProjectManager::scan(root(), [](const QString&) { return Qt::CaseInsensitive; });
+    ASSERT_EQ(names(insensitive), (QStringList{QStringLiteral("shop"), QStringLiteral("site")}));
+    EXPECT_EQ(insensitive.at(0).type, ProjectType::ruby);
+    EXPECT_EQ(insensitive.at(0).port, 4567);
+    EXPECT_EQ(insensitive.at(0).portSource, PortSource::env);
+    EXPECT_EQ(insensitive.at(1).type, ProjectType::static_);
+
+    EXPECT_TRUE(
+        ProjectManager::scan(root(), [](const QString&) { return Qt::CaseSensitive; }).isEmpty());
+}
+
+TEST_F(ProjectScan, CaseRuleIsAskedPerFolder)
+{
+    // A case-folded folder inside a case-sensitive tree: only there do other spellings count.
+    writeFile(root(), QStringLiteral("folded/app/GO.MOD"), "module app");
+    writeFile(root(), QStringLiteral("plain/app/GO.MOD"), "module app");
+    const QString folded = QDir(root()).filePath(QStringLiteral("folded"));
+    const QList<Project> projects = ProjectManager::scan(root(), [&](const QString& folder) {
+        return folder.startsWith(folded) ? Qt::CaseInsensitive : Qt::CaseSensitive;
+    });
+    ASSERT_EQ(projects.size(), 1);
+    EXPECT_EQ(projects.first().relativePath, QStringLiteral("folded/app"));
+}
+
 TEST_F(ProjectScan, BrokenPackageJsonStillMakesANodeProject)
 {
     writeFile(root(), QStringLiteral("web/package.json"), "{ not json");
