@@ -51,7 +51,13 @@ void sortByName(QList<Project>& projects)
 ProjectManager::ProjectManager(std::shared_ptr<FolderAccess> access, QObject* parent)
     : ProjectManaging(parent)
     , folderAccess(access ? std::move(access) : FolderAccess::makeSystemFolderAccess())
+    , walk([](const QString& folderPath) { return scan(folderPath); })
 {}
+
+void ProjectManager::setWalk(Walk replacement)
+{
+    walk = std::move(replacement);
+}
 
 void ProjectManager::setSelectedProject(const std::optional<Project>& project)
 {
@@ -65,13 +71,15 @@ QCoro::Task<> ProjectManager::scanFolder(QUrl folder)
     const std::shared_ptr<FolderAccess> access = folderAccess;
     const bool granted = access->startAccessing(folder);
     const QPointer<ProjectManager> self(this);
+    const std::uint64_t generation = ++scanGeneration;
 
     // The future is a named local: gcc 12 destroys temporaries of a co_await expression twice.
-    QFuture<QList<Project>> walk = QtConcurrent::run(
-        [](const QString& folderPath) { return scan(folderPath); }, folder.toLocalFile());
-    const QList<Project> found = co_await walk;
+    QFuture<QList<Project>> walking = QtConcurrent::run(walk, folder.toLocalFile());
+    const QList<Project> found = co_await walking;
 
-    if (self) {
+    // Scans can overlap (a rescan while the start-up scan still walks a large folder); only
+    // the newest may publish, whatever order they finish in.
+    if (self && self->scanGeneration == generation) {
         self->publishScanResult(found);
     }
 

@@ -6,6 +6,7 @@
 #include <QSet>
 #include <QStringList>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -18,6 +19,8 @@ class ProjectManager : public ProjectManaging
 public:
     static constexpr int maxDepth = 4;
 
+    // The complete scan of a folder (a local path), run on a worker thread.
+    using Walk = std::function<QList<Project>(const QString& folderPath)>;
     // How names are looked up in a folder (a local path); safe on any thread.
     using NameCase = std::function<Qt::CaseSensitivity(const QString& folderPath)>;
 
@@ -29,8 +32,12 @@ public:
     void setSelectedProject(const std::optional<Project>& project) override;
 
     // Walks the folder on a worker thread, then publishes on the calling (main) thread: the
-    // list first, then the repaired selection.
+    // list first, then the repaired selection. The newest call wins: a scan that finishes after
+    // a later one was started publishes nothing.
     QCoro::Task<> scanFolder(QUrl folder) override;
+
+    // Replaces the walk that scanFolder runs (by default `scan`).
+    void setWalk(Walk walk);
 
     // Replaces the list (published first), then repairs the selection: none or a vanished
     // selection becomes the first project (or none); a selection still listed by id stays.
@@ -66,6 +73,9 @@ private:
                                  const NameCase& nameCase);
 
     std::shared_ptr<FolderAccess> folderAccess;
+    Walk walk;
+    // Counts scanFolder calls; a scan publishes only while it is still the latest.
+    std::uint64_t scanGeneration = 0;
     QList<Project> projectList;
     std::optional<Project> selection;
 };

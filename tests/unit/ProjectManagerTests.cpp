@@ -1,12 +1,16 @@
 #include "Managers/ProjectManager.h"
 
 #include "fakes/FakeFolderAccess.h"
+#include "support/AwaitTask.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QCoro/QCoroTask>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QMutex>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QThread>
@@ -523,6 +527,68 @@ TEST_F(ProjectManagerPublication, RefusedAccessIsNotStopped)
     EXPECT_EQ(access->startedURLs.size(), 1);
     EXPECT_TRUE(access->stoppedURLs.isEmpty());
     EXPECT_EQ(manager.projects().size(), 1);
+}
+
+TEST_F(ProjectManagerPublication, NewestScanWinsOverAnOlderSlowerOne)
+{
+    node(QStringLiteral("before/stale"));
+    node(QStringLiteral("after/fresh"));
+    const QString slowFolder = QDir(root()).filePath(QStringLiteral("before"));
+    const QString fastFolder = QDir(root()).filePath(QStringLiteral("after"));
+
+    // The older scan's walk is held on its worker thread until the newer scan has published.
+    // The walk's state is shared: it must outlive this test should the test end early.
+    struct WalkState
+    {
+        QSemaphore slowWalk;
+        QMutex mutex;
+        QStringList walked;
+    };
+    const auto state = std::make_shared<WalkState>();
+    QSemaphoreReleaser releaseOnExit(state->slowWalk, 1);
+    manager.setWalk([state, slowFolder](const QString& folder) {
+        if (folder == slowFolder) {
+            state->slowWalk.acquire();
+        }
+        QList<Project> found = ProjectManager::scan(folder);
+        QMutexLocker locker(&state->mutex);
+        state->walked.append(QFileInfo(folder).fileName());
+        return found;
+    });
+    QSignalSpy published(&manager, &ProjectManaging::projectsChanged);
+
+    QCoro::Task<> older = manager.scanFolder(QUrl::fromLocalFile(slowFolder));
+    TestSupport::awaitTask(manager.scanFolder(QUrl::fromLocalFile(fastFolder)));
+    ASSERT_EQ(names(manager.projects()), QStringList{QStringLiteral("fresh")});
+    ASSERT_EQ(published.count(), 1);
+
+    releaseOnExit.cancel();
+    state->slowWalk.release();
+    TestSupport::awaitTask(std::move(older));
+
+    {
+        QMutexLocker locker(&state->mutex);
+        EXPECT_EQ(state->walked, (QStringList{QStringLiteral("after"), QStringLiteral("before")}));
+    }
+    EXPECT_EQ(published.count(), 1);
+    EXPECT_EQ(names(manager.projects()), QStringList{QStringLiteral("fresh")});
+    ASSERT_TRUE(manager.selectedProject().has_value());
+    EXPECT_EQ(manager.selectedProject()->name, QStringLiteral("fresh"));
+    // The superseded scan still gives its folder access back.
+    EXPECT_EQ(access->stoppedURLs.size(), 2);
+    EXPECT_TRUE(access->stoppedURLs.contains(QUrl::fromLocalFile(slowFolder)));
+}
+
+TEST_F(ProjectManagerPublication, ScansThatDoNotOverlapEachPublish)
+{
+    node(QStringLiteral("alpha"));
+    QSignalSpy published(&manager, &ProjectManaging::projectsChanged);
+    runScan();
+    node(QStringLiteral("beta"));
+    runScan();
+    EXPECT_EQ(published.count(), 2);
+    EXPECT_EQ(names(manager.projects()),
+              (QStringList{QStringLiteral("alpha"), QStringLiteral("beta")}));
 }
 
 TEST_F(ProjectManagerPublication, SetSelectedProjectPublishesEveryAssignment)
