@@ -157,6 +157,8 @@ TEST_F(HotKeyManagerTest, FunctionKeyRegistersButDisplaysAQuestionMark)
 TEST_F(HotKeyManagerTest, ReRegisteringReplacesTheRegistration)
 {
     store(37, 0x1800);
+    // Ids are process-wide: the replacement takes the id after the first registration's.
+    const std::uint32_t firstId = HotKeysController::lastHotKeyID() + 1;
     HotKeyManager manager(settings.get());
     int presses = 0;
     manager.onHotKeyPressed = [&] {
@@ -167,7 +169,7 @@ TEST_F(HotKeyManagerTest, ReRegisteringReplacesTheRegistration)
     manager.registerHotKey();
     ASSERT_EQ(backend->live.size(), 1);
     EXPECT_EQ(backend->live[0].keyCombo, KeyCombo(40, 0x300));
-    EXPECT_EQ(backend->live[0].hotKeyID.id, 2u);
+    EXPECT_EQ(backend->live[0].hotKeyID.id, firstId + 1);
     EXPECT_EQ(HotKeysController::hotKeys.size(), 1u);
     EXPECT_EQ(backend->press(KeyCombo(40, 0x300)), HotKeysController::noErr);
     EXPECT_EQ(presses, 1);

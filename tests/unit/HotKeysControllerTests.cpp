@@ -14,7 +14,12 @@ namespace {
 class HotKeysControllerTest : public ::testing::Test
 {
 protected:
-    void SetUp() override { backend = FakeHotKeyBackend::install(); }
+    void SetUp() override
+    {
+        backend = FakeHotKeyBackend::install();
+        // The counter is process-wide and never goes back: ids are counted from here.
+        firstId = HotKeysController::lastHotKeyID() + 1;
+    }
 
     // The id under which `hotKey` is registered; 0 when it has no box.
     static std::uint32_t idOf(const HotKey& hotKey)
@@ -37,6 +42,7 @@ protected:
     }
 
     FakeHotKeyBackend* backend = nullptr;
+    std::uint32_t firstId = 0;
     const KeyCombo controlOptionL =
         KeyCombo(Key::l, ModifierFlags::control | ModifierFlags::option);
 };
@@ -65,18 +71,19 @@ TEST(HotKeysControllerConstants, MatchTheEventManagersValues)
     EXPECT_EQ(HotKeysController::eventNotHandledErr, -9874);
 }
 
-TEST_F(HotKeysControllerTest, CreationRegistersWithSignatureAndFirstId)
+TEST_F(HotKeysControllerTest, CreationRegistersWithSignatureAndTheNextId)
 {
     HotKey hotKey(controlOptionL);
     ASSERT_EQ(backend->live.size(), 1);
     EXPECT_EQ(backend->live[0].keyCombo, controlOptionL);
     EXPECT_EQ(backend->live[0].hotKeyID.signature, 0x5353486Bu);
-    EXPECT_EQ(backend->live[0].hotKeyID.id, 1u);
+    EXPECT_EQ(backend->live[0].hotKeyID.id, firstId);
     ASSERT_EQ(HotKeysController::hotKeys.size(), 1u);
-    const HotKeysController::HotKeyBox& box = HotKeysController::hotKeys.at(1);
+    ASSERT_EQ(HotKeysController::hotKeys.count(firstId), 1u);
+    const HotKeysController::HotKeyBox& box = HotKeysController::hotKeys.at(firstId);
     EXPECT_EQ(box.identifier, hotKey.identifier);
     EXPECT_EQ(box.hotKey.data(), &hotKey);
-    EXPECT_EQ(box.carbonHotKeyID, 1u);
+    EXPECT_EQ(box.carbonHotKeyID, firstId);
     EXPECT_EQ(box.carbonEventHotKey, backend->live[0].ref);
     EXPECT_FALSE(hotKey.isPaused());
     EXPECT_FALSE(hotKey.identifier.isNull());
@@ -122,7 +129,7 @@ TEST_F(HotKeysControllerTest, RegisteringTheSameHotKeyTwiceLeavesOneBox)
     EXPECT_EQ(boxCount(hotKey), 1);
     EXPECT_EQ(HotKeysController::hotKeys.size(), 1u);
     EXPECT_EQ(backend->attempts.size(), 1);
-    EXPECT_EQ(HotKeysController::lastHotKeyID(), 1u);
+    EXPECT_EQ(HotKeysController::lastHotKeyID(), firstId);
 }
 
 TEST_F(HotKeysControllerTest, ResumingAnUnpausedHotKeyKeepsItsBox)
@@ -130,7 +137,7 @@ TEST_F(HotKeysControllerTest, ResumingAnUnpausedHotKeyKeepsItsBox)
     HotKey hotKey(controlOptionL);
     hotKey.setPaused(false);
     EXPECT_EQ(boxCount(hotKey), 1);
-    EXPECT_EQ(idOf(hotKey), 1u);
+    EXPECT_EQ(idOf(hotKey), firstId);
 }
 
 TEST_F(HotKeysControllerTest, PausingThenResumingGivesANewHigherIdAndDropsTheOld)
@@ -170,13 +177,13 @@ TEST_F(HotKeysControllerTest, PausingThenResumingGivesANewHigherIdAndDropsTheOld
 TEST_F(HotKeysControllerTest, IdsAreNeverReused)
 {
     auto first = std::make_unique<HotKey>(controlOptionL);
-    EXPECT_EQ(idOf(*first), 1u);
+    EXPECT_EQ(idOf(*first), firstId);
     first.reset();
     HotKey second(controlOptionL);
-    EXPECT_EQ(idOf(second), 2u);
+    EXPECT_EQ(idOf(second), firstId + 1);
     HotKey third(KeyCombo(Key::k, ModifierFlags::command));
-    EXPECT_EQ(idOf(third), 3u);
-    EXPECT_EQ(HotKeysController::lastHotKeyID(), 3u);
+    EXPECT_EQ(idOf(third), firstId + 2);
+    EXPECT_EQ(HotKeysController::lastHotKeyID(), firstId + 2);
 }
 
 TEST_F(HotKeysControllerTest, DestructionUnregisters)
