@@ -48,6 +48,9 @@ protected:
             GTEST_SKIP() << "xdotool is not installed";
         }
         ASSERT_NE(appDisplay(), nullptr);
+        numLockWasOn = lockIsOn(XK_Num_Lock);
+        capsLockWasOn = lockIsOn(XK_Caps_Lock);
+        locksRecorded = true;
         settings = std::make_unique<SettingsManager>(
             std::make_unique<QSettings>(dir.filePath(QStringLiteral("wisp.conf")),
                                         QSettings::IniFormat),
@@ -57,6 +60,20 @@ protected:
         sentinel = std::make_unique<HotKey>(
             KeyCombo(Key::k, ModifierFlags::control | ModifierFlags::option),
             [this] { ++sentinelPresses; });
+    }
+
+    // The display outlives the test: a lock left on would change the keys of the next one.
+    void TearDown() override
+    {
+        if (!locksRecorded) {
+            return;
+        }
+        if (lockIsOn(XK_Num_Lock) != numLockWasOn) {
+            toggleLock(QStringLiteral("Num_Lock"), XK_Num_Lock);
+        }
+        if (lockIsOn(XK_Caps_Lock) != capsLockWasOn) {
+            toggleLock(QStringLiteral("Caps_Lock"), XK_Caps_Lock);
+        }
     }
 
     static void xdotool(const QStringList& arguments)
@@ -109,6 +126,9 @@ protected:
     std::unique_ptr<SettingsManager> settings;
     std::unique_ptr<HotKey> sentinel;
     int sentinelPresses = 0;
+    bool locksRecorded = false;
+    bool numLockWasOn = false;
+    bool capsLockWasOn = false;
 };
 
 // A separate X client, for grabs that compete with ours.
