@@ -250,7 +250,8 @@ TEST_F(HotKeysControllerTest, UnknownIdIsPassedOnUnhandled)
 {
     int downs = 0;
     HotKey hotKey(controlOptionL, [&] { ++downs; });
-    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, 99), notHandled);
+    // An id far past the counter: no hot key has it.
+    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, firstId + 1000), notHandled);
     EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, 0), notHandled);
     EXPECT_EQ(downs, 0);
 }
@@ -284,12 +285,14 @@ TEST_F(HotKeysControllerTest, OtherEventKindsAreNotHandled)
 
 TEST_F(HotKeysControllerTest, BoxWhoseHotKeyIsGoneIsRemoved)
 {
-    // A box left behind by a hot key that no longer exists.
-    HotKeysController::hotKeys[77] =
-        HotKeysController::HotKeyBox{QUuid::createUuid(), nullptr, 77, nullptr};
+    // A box left behind by a hot key that no longer exists, under an id the counter has not
+    // reached.
+    const std::uint32_t staleId = firstId + 1000;
+    HotKeysController::hotKeys[staleId] =
+        HotKeysController::HotKeyBox{QUuid::createUuid(), nullptr, staleId, nullptr};
     HotKey hotKey(controlOptionL);
-    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, 77), notHandled);
-    EXPECT_EQ(HotKeysController::hotKeys.count(77), 0u);
+    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, staleId), notHandled);
+    EXPECT_EQ(HotKeysController::hotKeys.count(staleId), 0u);
     EXPECT_EQ(boxCount(hotKey), 1);
 }
 

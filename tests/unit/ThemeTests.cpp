@@ -62,11 +62,14 @@ TEST(ThemeTest, EveryConstantIsTheSameValueOnEveryAccess)
     }
 
     // Made once: a later palette change does not make a second value.
-    QPalette changed = QApplication::palette();
+    const QPalette original = QApplication::palette();
+    QPalette changed = original;
     changed.setColor(QPalette::Base, QColor(1, 2, 3));
     changed.setColor(QPalette::Highlight, QColor(4, 5, 6));
     QApplication::setPalette(changed);
     for (qsizetype index = 0; index < accessors.size(); ++index) {
         EXPECT_EQ(*accessors.at(index)(), first.at(index)) << "colour " << index;
     }
+    // The palette belongs to the whole test program.
+    QApplication::setPalette(original);
 }
