@@ -1,5 +1,6 @@
 #include "Managers/ProjectManager.h"
 
+#include "Platform/FileNameCase.h"
 #include "Platform/FolderAccess.h"
 #include "Utilities/ProjectFiles.h"
 
@@ -50,7 +51,13 @@ void sortByName(QList<Project>& projects)
 ProjectManager::ProjectManager(std::shared_ptr<FolderAccess> access, QObject* parent)
     : ProjectManaging(parent)
     , folderAccess(access ? std::move(access) : FolderAccess::makeSystemFolderAccess())
+    , walk([](const QString& folderPath) { return scan(folderPath); })
 {}
+
+void ProjectManager::setWalk(Walk replacement)
+{
+    walk = std::move(replacement);
+}
 
 void ProjectManager::setSelectedProject(const std::optional<Project>& project)
 {
@@ -64,12 +71,15 @@ QCoro::Task<> ProjectManager::scanFolder(QUrl folder)
     const std::shared_ptr<FolderAccess> access = folderAccess;
     const bool granted = access->startAccessing(folder);
     const QPointer<ProjectManager> self(this);
+    const std::uint64_t generation = ++scanGeneration;
 
     // The future is a named local: gcc 12 destroys temporaries of a co_await expression twice.
-    QFuture<QList<Project>> walk = QtConcurrent::run(&ProjectManager::scan, folder.toLocalFile());
-    const QList<Project> found = co_await walk;
+    QFuture<QList<Project>> walking = QtConcurrent::run(walk, folder.toLocalFile());
+    const QList<Project> found = co_await walking;
 
-    if (self) {
+    // Scans can overlap (a rescan while the start-up scan still walks a large folder); only
+    // the newest may publish, whatever order they finish in.
+    if (self && self->scanGeneration == generation) {
         self->publishScanResult(found);
     }
 
@@ -95,9 +105,14 @@ void ProjectManager::publishScanResult(const QList<Project>& found)
 
 QList<Project> ProjectManager::scan(const QString& folderPath)
 {
+    return scan(folderPath, &FileNameCase::of);
+}
+
+QList<Project> ProjectManager::scan(const QString& folderPath, const NameCase& nameCase)
+{
     const QString base = cleanFolderPath(folderPath);
     QList<Project> projects;
-    scanRecursively(base, 0, projects, base, std::nullopt);
+    scanListedFolder(base, listFolder(base, nameCase), 0, projects, base, std::nullopt, nameCase);
     keepRunnableSubprojects(projects);
     sortByName(projects);
     return projects;
@@ -110,22 +125,26 @@ void ProjectManager::scanRecursively(const QString& folderPath, int depth,
     if (depth > maxDepth) {
         return;
     }
-    scanListedFolder(folderPath, listFolder(folderPath), depth, accumulator, basePath, parentPath);
+    const NameCase nameCase = &FileNameCase::of;
+    scanListedFolder(folderPath, listFolder(folderPath, nameCase), depth, accumulator, basePath,
+                     parentPath, nameCase);
 }
 
-ProjectManager::FolderListing ProjectManager::listFolder(const QString& folderPath)
+ProjectManager::FolderListing ProjectManager::listFolder(const QString& folderPath,
+                                                         const NameCase& nameCase)
 {
     FolderListing listing;
     if (!QDir(folderPath).isReadable()) {
         return listing;
     }
     listing.readable = true;
+    QStringList names;
     QDirIterator entries(folderPath,
                          QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     while (entries.hasNext()) {
         entries.next();
         const QFileInfo entry = entries.fileInfo();
-        listing.names.append(entry.fileName());
+        names.append(entry.fileName());
         // A symbolic link is never a folder here, so a link back to a parent cannot make the
         // walk loop or multiply. (Checked first: isDir() would follow the link.)
         if (!entry.isSymLink() && !entry.isHidden() && entry.isDir()) {
@@ -134,13 +153,15 @@ ProjectManager::FolderListing ProjectManager::listFolder(const QString& folderPa
     }
     // The directory's own order is arbitrary; by name keeps scans reproducible.
     std::sort(listing.subfolders.begin(), listing.subfolders.end());
+    listing.entries = FolderEntries(names, nameCase(folderPath));
     return listing;
 }
 
 void ProjectManager::scanListedFolder(const QString& folderPath, const FolderListing& listing,
                                       int depth, QList<Project>& accumulator,
                                       const QString& basePath,
-                                      const std::optional<QString>& parentPath)
+                                      const std::optional<QString>& parentPath,
+                                      const NameCase& nameCase)
 {
     if (depth > maxDepth) {
         return;
@@ -152,18 +173,19 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
         const QString path = folderPath + QLatin1Char('/') + name;
         // Each folder is listed once: the listing serves type detection, port detection and the
         // walk below it.
-        const FolderListing contents = listFolder(path);
-        const ProjectType type = contents.readable ? ProjectType::detect(path, contents.names)
+        const FolderListing contents = listFolder(path, nameCase);
+        const ProjectType type = contents.readable ? ProjectType::detect(path, contents.entries)
                                                    : ProjectType::detect(path);
 
         if (type == ProjectType::unknown) {
             // A grouping folder: its projects join the list of its siblings.
-            scanListedFolder(path, contents, depth + 1, accumulator, basePath, parentPath);
+            scanListedFolder(path, contents, depth + 1, accumulator, basePath, parentPath,
+                             nameCase);
             continue;
         }
 
         const DetectionResult detection =
-            PortDetector::detect(path, contents.readable ? &contents.names : nullptr);
+            PortDetector::detect(path, contents.readable ? &contents.entries : nullptr);
 
         Project project;
         project.id = QUuid::createUuid();
@@ -175,7 +197,7 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
         project.portSource = detection.source;
         project.relativePath =
             path.startsWith(basePath + QLatin1Char('/')) ? path.mid(basePath.size() + 1) : path;
-        scanListedFolder(path, contents, depth + 1, project.subprojects, basePath, path);
+        scanListedFolder(path, contents, depth + 1, project.subprojects, basePath, path, nameCase);
         accumulator.append(project);
     }
 }

@@ -1,10 +1,13 @@
 #pragma once
 
 #include "Protocols/ProjectManaging.h"
+#include "Utilities/FolderEntries.h"
 
 #include <QSet>
 #include <QStringList>
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 class FolderAccess;
@@ -16,6 +19,11 @@ class ProjectManager : public ProjectManaging
 public:
     static constexpr int maxDepth = 4;
 
+    // The complete scan of a folder (a local path), run on a worker thread.
+    using Walk = std::function<QList<Project>(const QString& folderPath)>;
+    // How names are looked up in a folder (a local path); safe on any thread.
+    using NameCase = std::function<Qt::CaseSensitivity(const QString& folderPath)>;
+
     explicit ProjectManager(std::shared_ptr<FolderAccess> folderAccess = nullptr,
                             QObject* parent = nullptr);
 
@@ -24,8 +32,12 @@ public:
     void setSelectedProject(const std::optional<Project>& project) override;
 
     // Walks the folder on a worker thread, then publishes on the calling (main) thread: the
-    // list first, then the repaired selection.
+    // list first, then the repaired selection. The newest call wins: a scan that finishes after
+    // a later one was started publishes nothing.
     QCoro::Task<> scanFolder(QUrl folder) override;
+
+    // Replaces the walk that scanFolder runs (by default `scan`).
+    void setWalk(Walk walk);
 
     // Replaces the list (published first), then repairs the selection: none or a vanished
     // selection becomes the first project (or none); a selection still listed by id stays.
@@ -35,8 +47,11 @@ public:
     static void scanRecursively(const QString& folderPath, int depth, QList<Project>& accumulator,
                                 const QString& basePath, const std::optional<QString>& parentPath);
     // The complete scan result for a folder (walk, sub-project filter, sort), without
-    // publishing anything. Used by scanFolder and by wisp-scan.
+    // publishing anything. Used by scanFolder and by wisp-scan. Marker and configuration file
+    // names are matched as `nameCase` says each folder matches them (by default, as its file
+    // system does).
     static QList<Project> scan(const QString& folderPath);
+    static QList<Project> scan(const QString& folderPath, const NameCase& nameCase);
 
     static bool hasDevScript(const QString& folderPath);
 
@@ -47,16 +62,20 @@ private:
     struct FolderListing
     {
         bool readable = false;
-        QStringList names;      // every entry, hidden ones included
+        FolderEntries entries;  // every entry, hidden ones included
         QStringList subfolders; // visible real folders (never links), by name
     };
 
-    static FolderListing listFolder(const QString& folderPath);
+    static FolderListing listFolder(const QString& folderPath, const NameCase& nameCase);
     static void scanListedFolder(const QString& folderPath, const FolderListing& listing, int depth,
                                  QList<Project>& accumulator, const QString& basePath,
-                                 const std::optional<QString>& parentPath);
+                                 const std::optional<QString>& parentPath,
+                                 const NameCase& nameCase);
 
     std::shared_ptr<FolderAccess> folderAccess;
+    Walk walk;
+    // Counts scanFolder calls; a scan publishes only while it is still the latest.
+    std::uint64_t scanGeneration = 0;
     QList<Project> projectList;
     std::optional<Project> selection;
 };

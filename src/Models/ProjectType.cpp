@@ -1,5 +1,8 @@
 #include "Models/ProjectType.h"
 
+#include "Platform/FileNameCase.h"
+#include "Utilities/FolderEntries.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
@@ -90,6 +93,12 @@ QString ProjectType::displayName() const
 
 ProjectType ProjectType::detect(const QString& folderPath)
 {
+    const Qt::CaseSensitivity nameCase = FileNameCase::of(folderPath);
+    if (const auto entries = FolderEntries::read(folderPath, nameCase)) {
+        return detect(folderPath, *entries);
+    }
+    // A folder that can be searched but not listed still answers existence tests by name; with
+    // nothing listed it is no site.
     const QDir folder(folderPath);
     for (const Row& row : rows) {
         if (row.value == static_ || row.value == unknown) {
@@ -99,22 +108,16 @@ ProjectType ProjectType::detect(const QString& folderPath)
             return row.value;
         }
     }
-    if (!QFileInfo::exists(folder.filePath(QStringLiteral("index.html")))) {
-        return unknown;
-    }
-    // A folder that cannot be listed lists nothing, and so is no site.
-    return detect(folderPath, folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
-                                                   QDir::NoDotAndDotDot,
-                                               QDir::NoSort));
+    return unknown;
 }
 
-ProjectType ProjectType::detect(const QString& folderPath, const QStringList& entryNames)
+ProjectType ProjectType::detect(const QString& folderPath, const FolderEntries& entries)
 {
     const QDir folder(folderPath);
-    // Markers are existence tests: a listed name must also resolve (a dangling link does not).
+    // Markers are existence tests: the listed name must also resolve (a dangling link does not).
     auto exists = [&](const char* name) {
-        const QString fileName = QString::fromLatin1(name);
-        return entryNames.contains(fileName) && QFileInfo::exists(folder.filePath(fileName));
+        const auto listed = entries.find(QString::fromLatin1(name));
+        return listed && QFileInfo::exists(folder.filePath(*listed));
     };
 
     for (const Row& row : rows) {
@@ -137,7 +140,7 @@ ProjectType ProjectType::detect(const QString& folderPath, const QStringList& en
     int html = 0;
     int css = 0;
     int js = 0;
-    for (const QString& name : entryNames) {
+    for (const QString& name : entries.names()) {
         if (name.endsWith(QLatin1String(".html"))) {
             ++html;
         } else if (name.endsWith(QLatin1String(".css"))) {

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+class FolderEntries;
+
 // The kind of a project, decided from marker files in its folder. Stored by raw value.
 class ProjectType
 {
@@ -26,11 +28,11 @@ public:
     // Human-readable name for views ("Node.js", "Static site", ...).
     QString displayName() const;
 
-    // Decides the kind of the folder at `folderPath` (an absolute local path).
+    // Decides the kind of the folder at `folderPath` (an absolute local path). Marker names are
+    // matched as the folder's file system matches them.
     static ProjectType detect(const QString& folderPath);
-    // The same decision from a listing of the folder the caller already has: every entry name,
-    // hidden ones included.
-    static ProjectType detect(const QString& folderPath, const QStringList& entryNames);
+    // The same decision from a listing of the folder the caller already has.
+    static ProjectType detect(const QString& folderPath, const FolderEntries& entries);
 
 private:
     Value value;

@@ -1,5 +1,6 @@
 #include "Utilities/PortDetector.h"
 
+#include "Utilities/FolderEntries.h"
 #include "Utilities/ProjectFiles.h"
 
 #include <QDir>
@@ -29,21 +30,26 @@ bool isValidPort(qint64 port)
 class Candidates
 {
 public:
-    Candidates(const QString& projectPath, const QStringList* entryNames)
-        : folder(projectPath), names(entryNames)
+    Candidates(const QString& projectPath, const FolderEntries* entries)
+        : folder(projectPath), entries(entries)
     {}
 
+    // The path that opening `name` in the folder opens.
     std::optional<QString> path(const QString& name) const
     {
-        if (names && !names->contains(name)) {
+        if (!entries) {
+            return folder.filePath(name);
+        }
+        const auto listed = entries->find(name);
+        if (!listed) {
             return std::nullopt;
         }
-        return folder.filePath(name);
+        return folder.filePath(*listed);
     }
 
 private:
     QDir folder;
-    const QStringList* names;
+    const FolderEntries* entries;
 };
 
 // Patterns are compiled once and shared: the scan matches the same few hundred times.
@@ -128,9 +134,9 @@ QString PortDetector::PortSource::rawValue() const
 }
 
 PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
-                                                   const QStringList* entryNames)
+                                                   const FolderEntries* entries)
 {
-    const Candidates project(projectPath, entryNames);
+    const Candidates project(projectPath, entries);
 
     for (const char* envFile : {".env.local", ".env.development", ".env"}) {
         const auto port = searchFile(
@@ -168,7 +174,7 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
         return {port, PortSource::nuxtConfig};
     }
 
-    return packageJson ? detectDefaultPort(projectPath) : DetectionResult{};
+    return packageJson ? defaultPortFromPackage(*packageJson) : DetectionResult{};
 }
 
 std::optional<int> PortDetector::matchPort(const QString& text, const QString& pattern)
@@ -241,8 +247,12 @@ std::optional<int> PortDetector::parseAngularJson(const QString& filePath)
 
 PortDetector::DetectionResult PortDetector::detectDefaultPort(const QString& projectPath)
 {
-    const auto package =
-        ProjectFiles::readJsonObject(QDir(projectPath).filePath(QStringLiteral("package.json")));
+    return defaultPortFromPackage(QDir(projectPath).filePath(QStringLiteral("package.json")));
+}
+
+PortDetector::DetectionResult PortDetector::defaultPortFromPackage(const QString& packagePath)
+{
+    const auto package = ProjectFiles::readJsonObject(packagePath);
     if (!package) {
         return {};
     }

@@ -5,6 +5,8 @@
 
 #include <optional>
 
+class FolderEntries;
+
 // Finds the port a project's development server will listen on, from the project's own files.
 // Stateless: every function reads the files afresh and may run on any thread.
 class PortDetector
@@ -43,14 +45,19 @@ public:
     };
 
     // `projectPath` is the project folder's absolute local path. A caller that has listed the
-    // folder may pass the entry names, so that files that are not there are not tried.
+    // folder may pass its entries, so that files that are not there are not tried; file names
+    // are then matched as the folder's file system matches them.
     static DetectionResult detect(const QString& projectPath,
-                                  const QStringList* entryNames = nullptr);
+                                  const FolderEntries* entries = nullptr);
 
     static std::optional<int> matchPort(const QString& text, const QString& pattern);
     static std::optional<int> parsePackageJson(const QString& filePath);
     static std::optional<int> parseAngularJson(const QString& filePath);
     static DetectionResult detectDefaultPort(const QString& projectPath);
+
+private:
+    // The framework default from the dependencies of the package file at `packagePath`.
+    static DetectionResult defaultPortFromPackage(const QString& packagePath);
 };
 
 using PortSource = PortDetector::PortSource;

@@ -20,7 +20,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <utility>
 
 // Xlib's macros (None, Bool, Status, ...) come last, after every C++ header.
 #include <X11/XKBlib.h>
@@ -49,6 +48,9 @@ protected:
             GTEST_SKIP() << "xdotool is not installed";
         }
         ASSERT_NE(appDisplay(), nullptr);
+        numLockWasOn = lockIsOn(XK_Num_Lock);
+        capsLockWasOn = lockIsOn(XK_Caps_Lock);
+        locksRecorded = true;
         settings = std::make_unique<SettingsManager>(
             std::make_unique<QSettings>(dir.filePath(QStringLiteral("wisp.conf")),
                                         QSettings::IniFormat),
@@ -60,18 +62,17 @@ protected:
             [this] { ++sentinelPresses; });
     }
 
-    // The lock keys live on the display, which every test of the process shares.
+    // The display outlives the test: a lock left on would change the keys of the next one.
     void TearDown() override
     {
-        if (appDisplay() == nullptr ||
-            QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty()) {
+        if (!locksRecorded) {
             return;
         }
-        for (const auto& [name, key] : {std::pair{QStringLiteral("Num_Lock"), XK_Num_Lock},
-                                        std::pair{QStringLiteral("Caps_Lock"), XK_Caps_Lock}}) {
-            if (lockIsOn(key)) {
-                toggleLock(name, key);
-            }
+        if (lockIsOn(XK_Num_Lock) != numLockWasOn) {
+            toggleLock(QStringLiteral("Num_Lock"), XK_Num_Lock);
+        }
+        if (lockIsOn(XK_Caps_Lock) != capsLockWasOn) {
+            toggleLock(QStringLiteral("Caps_Lock"), XK_Caps_Lock);
         }
     }
 
@@ -125,6 +126,9 @@ protected:
     std::unique_ptr<SettingsManager> settings;
     std::unique_ptr<HotKey> sentinel;
     int sentinelPresses = 0;
+    bool locksRecorded = false;
+    bool numLockWasOn = false;
+    bool capsLockWasOn = false;
 };
 
 // A separate X client, for grabs that compete with ours.

@@ -53,6 +53,13 @@ HeadlessChromium::HeadlessChromium(const QString& startUrl)
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(profile.filePath(QStringLiteral("chromium.log")));
+    // Killed, the browser cannot remove its temporary folders; inside the profile they go away
+    // with it.
+    const QString temporary = profile.filePath(QStringLiteral("tmp"));
+    QDir().mkpath(temporary);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TMPDIR"), temporary);
+    process.setProcessEnvironment(environment);
     process.setChildProcessModifier(startInOwnGroup);
     process.start();
     if (!process.waitForStarted(30000)) {

@@ -17,8 +17,8 @@ protected:
     void SetUp() override
     {
         backend = FakeHotKeyBackend::install();
-        // Identifiers count on for the whole process; earlier tests may have used some.
-        firstID = HotKeysController::lastHotKeyID() + 1;
+        // The counter is process-wide and never goes back: ids are counted from here.
+        firstId = HotKeysController::lastHotKeyID() + 1;
     }
 
     // The id under which `hotKey` is registered; 0 when it has no box.
@@ -41,8 +41,8 @@ protected:
         return count;
     }
 
-    std::uint32_t firstID = 1;
     FakeHotKeyBackend* backend = nullptr;
+    std::uint32_t firstId = 0;
     const KeyCombo controlOptionL =
         KeyCombo(Key::l, ModifierFlags::control | ModifierFlags::option);
 };
@@ -71,18 +71,19 @@ TEST(HotKeysControllerConstants, MatchTheEventManagersValues)
     EXPECT_EQ(HotKeysController::eventNotHandledErr, -9874);
 }
 
-TEST_F(HotKeysControllerTest, CreationRegistersWithSignatureAndFirstId)
+TEST_F(HotKeysControllerTest, CreationRegistersWithSignatureAndTheNextId)
 {
     HotKey hotKey(controlOptionL);
     ASSERT_EQ(backend->live.size(), 1);
     EXPECT_EQ(backend->live[0].keyCombo, controlOptionL);
     EXPECT_EQ(backend->live[0].hotKeyID.signature, 0x5353486Bu);
-    EXPECT_EQ(backend->live[0].hotKeyID.id, firstID);
+    EXPECT_EQ(backend->live[0].hotKeyID.id, firstId);
     ASSERT_EQ(HotKeysController::hotKeys.size(), 1u);
-    const HotKeysController::HotKeyBox& box = HotKeysController::hotKeys.at(firstID);
+    ASSERT_EQ(HotKeysController::hotKeys.count(firstId), 1u);
+    const HotKeysController::HotKeyBox& box = HotKeysController::hotKeys.at(firstId);
     EXPECT_EQ(box.identifier, hotKey.identifier);
     EXPECT_EQ(box.hotKey.data(), &hotKey);
-    EXPECT_EQ(box.carbonHotKeyID, firstID);
+    EXPECT_EQ(box.carbonHotKeyID, firstId);
     EXPECT_EQ(box.carbonEventHotKey, backend->live[0].ref);
     EXPECT_FALSE(hotKey.isPaused());
     EXPECT_FALSE(hotKey.identifier.isNull());
@@ -128,7 +129,7 @@ TEST_F(HotKeysControllerTest, RegisteringTheSameHotKeyTwiceLeavesOneBox)
     EXPECT_EQ(boxCount(hotKey), 1);
     EXPECT_EQ(HotKeysController::hotKeys.size(), 1u);
     EXPECT_EQ(backend->attempts.size(), 1);
-    EXPECT_EQ(HotKeysController::lastHotKeyID(), firstID);
+    EXPECT_EQ(HotKeysController::lastHotKeyID(), firstId);
 }
 
 TEST_F(HotKeysControllerTest, ResumingAnUnpausedHotKeyKeepsItsBox)
@@ -136,7 +137,7 @@ TEST_F(HotKeysControllerTest, ResumingAnUnpausedHotKeyKeepsItsBox)
     HotKey hotKey(controlOptionL);
     hotKey.setPaused(false);
     EXPECT_EQ(boxCount(hotKey), 1);
-    EXPECT_EQ(idOf(hotKey), firstID);
+    EXPECT_EQ(idOf(hotKey), firstId);
 }
 
 TEST_F(HotKeysControllerTest, PausingThenResumingGivesANewHigherIdAndDropsTheOld)
@@ -176,13 +177,13 @@ TEST_F(HotKeysControllerTest, PausingThenResumingGivesANewHigherIdAndDropsTheOld
 TEST_F(HotKeysControllerTest, IdsAreNeverReused)
 {
     auto first = std::make_unique<HotKey>(controlOptionL);
-    EXPECT_EQ(idOf(*first), firstID);
+    EXPECT_EQ(idOf(*first), firstId);
     first.reset();
     HotKey second(controlOptionL);
-    EXPECT_EQ(idOf(second), firstID + 1);
+    EXPECT_EQ(idOf(second), firstId + 1);
     HotKey third(KeyCombo(Key::k, ModifierFlags::command));
-    EXPECT_EQ(idOf(third), firstID + 2);
-    EXPECT_EQ(HotKeysController::lastHotKeyID(), firstID + 2);
+    EXPECT_EQ(idOf(third), firstId + 2);
+    EXPECT_EQ(HotKeysController::lastHotKeyID(), firstId + 2);
 }
 
 TEST_F(HotKeysControllerTest, DestructionUnregisters)
@@ -249,7 +250,8 @@ TEST_F(HotKeysControllerTest, UnknownIdIsPassedOnUnhandled)
 {
     int downs = 0;
     HotKey hotKey(controlOptionL, [&] { ++downs; });
-    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, 99), notHandled);
+    // An id far past the counter: no hot key has it.
+    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, firstId + 1000), notHandled);
     EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, 0), notHandled);
     EXPECT_EQ(downs, 0);
 }
@@ -283,12 +285,14 @@ TEST_F(HotKeysControllerTest, OtherEventKindsAreNotHandled)
 
 TEST_F(HotKeysControllerTest, BoxWhoseHotKeyIsGoneIsRemoved)
 {
-    // A box left behind by a hot key that no longer exists.
-    HotKeysController::hotKeys[77] =
-        HotKeysController::HotKeyBox{QUuid::createUuid(), nullptr, 77, nullptr};
+    // A box left behind by a hot key that no longer exists, under an id the counter has not
+    // reached.
+    const std::uint32_t staleId = firstId + 1000;
+    HotKeysController::hotKeys[staleId] =
+        HotKeysController::HotKeyBox{QUuid::createUuid(), nullptr, staleId, nullptr};
     HotKey hotKey(controlOptionL);
-    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, 77), notHandled);
-    EXPECT_EQ(HotKeysController::hotKeys.count(77), 0u);
+    EXPECT_EQ(FakeHotKeyBackend::deliver(pressed, staleId), notHandled);
+    EXPECT_EQ(HotKeysController::hotKeys.count(staleId), 0u);
     EXPECT_EQ(boxCount(hotKey), 1);
 }
 

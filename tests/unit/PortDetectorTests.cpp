@@ -1,5 +1,6 @@
 #include "Utilities/PortDetector.h"
 
+#include "Utilities/FolderEntries.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
@@ -468,4 +469,62 @@ TEST_F(PortDetection, MalformedDependencySectionsCountAsEmpty)
 TEST_F(PortDetection, NoFilesGiveAnEmptyResult)
 {
     EXPECT_EQ(detect(), DetectionResult{});
+}
+
+// --- configuration file names on case-insensitive folders ---
+
+namespace {
+
+class PortDetectionByName : public PortDetection
+{
+protected:
+    // Detection over the folder's listing, under an answer given by the test.
+    DetectionResult detectListed(Qt::CaseSensitivity nameCase) const
+    {
+        const auto entries = FolderEntries::read(dir.path(), nameCase);
+        EXPECT_TRUE(entries.has_value());
+        return PortDetector::detect(dir.path(), entries ? &*entries : nullptr);
+    }
+};
+
+} // namespace
+
+TEST_F(PortDetectionByName, EnvFileInAnotherCaseCountsOnlyWhereNamesIgnoreCase)
+{
+    file(QStringLiteral(".ENV.Local"), "PORT=4100\n");
+    EXPECT_EQ(detectListed(Qt::CaseInsensitive), found(4100, PortSource::env));
+    EXPECT_EQ(detectListed(Qt::CaseSensitive), DetectionResult{});
+}
+
+TEST_F(PortDetectionByName, PackageJsonInAnotherCaseGivesItsScriptAndDefaultPorts)
+{
+    file(QStringLiteral("Package.json"), R"({"scripts": {"dev": "x --port 4444"}})");
+    EXPECT_EQ(detectListed(Qt::CaseInsensitive), found(4444, PortSource::packageJson));
+    EXPECT_EQ(detectListed(Qt::CaseSensitive), DetectionResult{});
+
+    file(QStringLiteral("Package.json"), R"({"devDependencies": {"vite": "5"}})");
+    EXPECT_EQ(detectListed(Qt::CaseInsensitive), found(5173, PortSource::defaultValue));
+    EXPECT_EQ(detectListed(Qt::CaseSensitive), DetectionResult{});
+}
+
+TEST_F(PortDetectionByName, FrameworkConfigurationsInAnotherCaseCountOnlyWhereNamesIgnoreCase)
+{
+    const std::pair<const char*, DetectionResult> rows[] = {
+        {"Vite.Config.TS", found(5001, PortSource::viteConfig)},
+        {"VUE.CONFIG.JS", found(5001, PortSource::vueConfig)},
+        {"Nuxt.config.js", found(5001, PortSource::nuxtConfig)},
+    };
+    for (const auto& [name, expected] : rows) {
+        QDir(dir.path()).removeRecursively();
+        QDir().mkpath(dir.path());
+        file(QLatin1String(name), "port: 5001");
+        EXPECT_EQ(detectListed(Qt::CaseInsensitive), expected) << name;
+        EXPECT_EQ(detectListed(Qt::CaseSensitive), DetectionResult{}) << name;
+    }
+    QDir(dir.path()).removeRecursively();
+    QDir().mkpath(dir.path());
+    file(QStringLiteral("Angular.json"),
+         R"({"projects": {"a": {"architect": {"serve": {"options": {"port": 4300}}}}}})");
+    EXPECT_EQ(detectListed(Qt::CaseInsensitive), found(4300, PortSource::angularJson));
+    EXPECT_EQ(detectListed(Qt::CaseSensitive), DetectionResult{});
 }

@@ -1,12 +1,16 @@
 #include "Managers/ProjectManager.h"
 
 #include "fakes/FakeFolderAccess.h"
+#include "support/AwaitTask.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QCoro/QCoroTask>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QMutex>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QThread>
@@ -342,6 +346,38 @@ TEST_F(ProjectScan, MissingOrEmptyFolderGivesAnEmptyList)
     EXPECT_TRUE(ProjectManager::scan(QDir(root()).filePath(QStringLiteral("gone"))).isEmpty());
 }
 
+TEST_F(ProjectScan, MarkerNamesFollowTheFoldersCaseRule)
+{
+    writeFile(root(), QStringLiteral("site/Index.html"), "<html>");
+    writeFile(root(), QStringLiteral("site/about.html"), "<html>");
+    writeFile(root(), QStringLiteral("shop/gemfile"), "source 'https://rubygems.org'");
+    writeFile(root(), QStringLiteral("shop/.ENV"), "PORT=4567\n");
+
+    const QList<Project> insensitive =
+        ProjectManager::scan(root(), [](const QString&) { return Qt::CaseInsensitive; });
+    ASSERT_EQ(names(insensitive), (QStringList{QStringLiteral("shop"), QStringLiteral("site")}));
+    EXPECT_EQ(insensitive.at(0).type, ProjectType::ruby);
+    EXPECT_EQ(insensitive.at(0).port, 4567);
+    EXPECT_EQ(insensitive.at(0).portSource, PortSource::env);
+    EXPECT_EQ(insensitive.at(1).type, ProjectType::static_);
+
+    EXPECT_TRUE(
+        ProjectManager::scan(root(), [](const QString&) { return Qt::CaseSensitive; }).isEmpty());
+}
+
+TEST_F(ProjectScan, CaseRuleIsAskedPerFolder)
+{
+    // A case-folded folder inside a case-sensitive tree: only there do other spellings count.
+    writeFile(root(), QStringLiteral("folded/app/GO.MOD"), "module app");
+    writeFile(root(), QStringLiteral("plain/app/GO.MOD"), "module app");
+    const QString folded = QDir(root()).filePath(QStringLiteral("folded"));
+    const QList<Project> projects = ProjectManager::scan(root(), [&](const QString& folder) {
+        return folder.startsWith(folded) ? Qt::CaseInsensitive : Qt::CaseSensitive;
+    });
+    ASSERT_EQ(projects.size(), 1);
+    EXPECT_EQ(projects.first().relativePath, QStringLiteral("folded/app"));
+}
+
 TEST_F(ProjectScan, BrokenPackageJsonStillMakesANodeProject)
 {
     writeFile(root(), QStringLiteral("web/package.json"), "{ not json");
@@ -491,6 +527,68 @@ TEST_F(ProjectManagerPublication, RefusedAccessIsNotStopped)
     EXPECT_EQ(access->startedURLs.size(), 1);
     EXPECT_TRUE(access->stoppedURLs.isEmpty());
     EXPECT_EQ(manager.projects().size(), 1);
+}
+
+TEST_F(ProjectManagerPublication, NewestScanWinsOverAnOlderSlowerOne)
+{
+    node(QStringLiteral("before/stale"));
+    node(QStringLiteral("after/fresh"));
+    const QString slowFolder = QDir(root()).filePath(QStringLiteral("before"));
+    const QString fastFolder = QDir(root()).filePath(QStringLiteral("after"));
+
+    // The older scan's walk is held on its worker thread until the newer scan has published.
+    // The walk's state is shared: it must outlive this test should the test end early.
+    struct WalkState
+    {
+        QSemaphore slowWalk;
+        QMutex mutex;
+        QStringList walked;
+    };
+    const auto state = std::make_shared<WalkState>();
+    QSemaphoreReleaser releaseOnExit(state->slowWalk, 1);
+    manager.setWalk([state, slowFolder](const QString& folder) {
+        if (folder == slowFolder) {
+            state->slowWalk.acquire();
+        }
+        QList<Project> found = ProjectManager::scan(folder);
+        QMutexLocker locker(&state->mutex);
+        state->walked.append(QFileInfo(folder).fileName());
+        return found;
+    });
+    QSignalSpy published(&manager, &ProjectManaging::projectsChanged);
+
+    QCoro::Task<> older = manager.scanFolder(QUrl::fromLocalFile(slowFolder));
+    TestSupport::awaitTask(manager.scanFolder(QUrl::fromLocalFile(fastFolder)));
+    ASSERT_EQ(names(manager.projects()), QStringList{QStringLiteral("fresh")});
+    ASSERT_EQ(published.count(), 1);
+
+    releaseOnExit.cancel();
+    state->slowWalk.release();
+    TestSupport::awaitTask(std::move(older));
+
+    {
+        QMutexLocker locker(&state->mutex);
+        EXPECT_EQ(state->walked, (QStringList{QStringLiteral("after"), QStringLiteral("before")}));
+    }
+    EXPECT_EQ(published.count(), 1);
+    EXPECT_EQ(names(manager.projects()), QStringList{QStringLiteral("fresh")});
+    ASSERT_TRUE(manager.selectedProject().has_value());
+    EXPECT_EQ(manager.selectedProject()->name, QStringLiteral("fresh"));
+    // The superseded scan still gives its folder access back.
+    EXPECT_EQ(access->stoppedURLs.size(), 2);
+    EXPECT_TRUE(access->stoppedURLs.contains(QUrl::fromLocalFile(slowFolder)));
+}
+
+TEST_F(ProjectManagerPublication, ScansThatDoNotOverlapEachPublish)
+{
+    node(QStringLiteral("alpha"));
+    QSignalSpy published(&manager, &ProjectManaging::projectsChanged);
+    runScan();
+    node(QStringLiteral("beta"));
+    runScan();
+    EXPECT_EQ(published.count(), 2);
+    EXPECT_EQ(names(manager.projects()),
+              (QStringList{QStringLiteral("alpha"), QStringLiteral("beta")}));
 }
 
 TEST_F(ProjectManagerPublication, SetSelectedProjectPublishesEveryAssignment)

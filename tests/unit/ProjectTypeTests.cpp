@@ -1,9 +1,12 @@
 #include "Models/ProjectType.h"
 
+#include "Platform/FileNameCase.h"
+#include "Utilities/FolderEntries.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -166,4 +169,76 @@ TEST_F(ProjectTypeDetection, MissingFolderIsUnknown)
 {
     EXPECT_EQ(ProjectType::detect(QDir(root.path()).filePath(QStringLiteral("gone"))),
               ProjectType::unknown);
+}
+
+// --- marker names on case-insensitive folders ---
+
+namespace {
+
+// The folder's listing under an answer given by the test, since no case-insensitive volume is
+// at hand here.
+FolderEntries entriesOf(const QString& folderPath, Qt::CaseSensitivity nameCase)
+{
+    const auto entries = FolderEntries::read(folderPath, nameCase);
+    EXPECT_TRUE(entries.has_value()) << folderPath.toStdString();
+    return entries.value_or(FolderEntries());
+}
+
+} // namespace
+
+TEST_F(ProjectTypeDetection, MarkerInAnotherCaseCountsOnlyWhereNamesIgnoreCase)
+{
+    const QString path = folder(QStringLiteral("shop"), {QStringLiteral("gemfile")});
+    EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseInsensitive)), ProjectType::ruby);
+    EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseSensitive)), ProjectType::unknown);
+}
+
+TEST_F(ProjectTypeDetection, IndexPageInAnotherCaseMakesASiteOnlyWhereNamesIgnoreCase)
+{
+    const QString path =
+        folder(QStringLiteral("landing"), {QStringLiteral("Index.html"), QStringLiteral("a.css")});
+    EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseInsensitive)),
+              ProjectType::static_);
+    EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseSensitive)), ProjectType::unknown);
+}
+
+TEST_F(ProjectTypeDetection, EveryMarkerIsFoundInAnyCaseWhereNamesIgnoreCase)
+{
+    for (const ProjectType type : ProjectType::allCases()) {
+        if (type == ProjectType::static_ || type == ProjectType::unknown) {
+            continue;
+        }
+        const QString marker = type.markerFile().toUpper();
+        const QString path = folder(QStringLiteral("upper-") + type.rawValue(), {marker});
+        EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseInsensitive)), type)
+            << marker.toStdString();
+        EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseSensitive)),
+                  ProjectType::unknown)
+            << marker.toStdString();
+    }
+}
+
+TEST_F(ProjectTypeDetection, MarkerOrderStillDecidesWhereNamesIgnoreCase)
+{
+    const QString path =
+        folder(QStringLiteral("both"), {QStringLiteral("GEMFILE"), QStringLiteral("Package.JSON")});
+    EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseInsensitive)), ProjectType::nodejs);
+}
+
+TEST_F(ProjectTypeDetection, DanglingMarkerInAnotherCaseIsNoMarker)
+{
+    const QString path = folder(QStringLiteral("dangling"), {});
+    ASSERT_TRUE(QFile::link(QDir(root.path()).filePath(QStringLiteral("nowhere")),
+                            QDir(path).filePath(QStringLiteral("GO.MOD"))));
+    EXPECT_EQ(ProjectType::detect(path, entriesOf(path, Qt::CaseInsensitive)),
+              ProjectType::unknown);
+}
+
+TEST_F(ProjectTypeDetection, DetectionAsksTheFolderHowItMatchesNames)
+{
+    const QString path =
+        folder(QStringLiteral("site"), {QStringLiteral("Index.html"), QStringLiteral("style.css")});
+    const ProjectType expected =
+        FileNameCase::of(path) == Qt::CaseInsensitive ? ProjectType::static_ : ProjectType::unknown;
+    EXPECT_EQ(ProjectType::detect(path), expected);
 }

@@ -60,12 +60,6 @@ QStringList windowClasses(Browser browser)
     return {};
 }
 
-QFuture<QList<qint64>> runningInstances(Browser browser)
-{
-    const QStringList names = BrowserExecutables::processNames(browser);
-    return QtConcurrent::run([names] { return ProcessTable::pidsNamed(names); });
-}
-
 QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids)
 {
     const QStringList classes = windowClasses(browser);
@@ -73,8 +67,24 @@ QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids)
         [pids, classes] { return X11WindowActivator::activate(pids, classes); });
 }
 
+} // namespace
+
+LinuxBrowserBackend::LinuxBrowserBackend(QStringList profileFolders)
+    : profileFolders(std::move(profileFolders)), processLookup(&ProcessTable::pidsNamed)
+{}
+
+void LinuxBrowserBackend::setProcessLookup(ProcessLookup lookup)
+{
+    processLookup = std::move(lookup);
+}
+
+QFuture<QList<qint64>> LinuxBrowserBackend::runningInstances(Browser browser) const
+{
+    return QtConcurrent::run(processLookup, BrowserExecutables::processNames(browser));
+}
+
 // Raises a running browser's window, or starts the browser.
-QCoro::Task<> bringForward(Browser browser)
+QCoro::Task<> LinuxBrowserBackend::bringForward(Browser browser)
 {
     const QList<qint64> pids = co_await runningInstances(browser);
     if (pids.isEmpty()) {
@@ -87,12 +97,6 @@ QCoro::Task<> bringForward(Browser browser)
     // A browser without a window on this display (or no display at all) has nothing to raise.
     co_await raiseWindow(browser, pids);
 }
-
-} // namespace
-
-LinuxBrowserBackend::LinuxBrowserBackend(QStringList profileFolders)
-    : profileFolders(std::move(profileFolders))
-{}
 
 QStringList LinuxBrowserBackend::profileFoldersFor(Browser browser) const
 {

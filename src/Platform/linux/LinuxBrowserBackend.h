@@ -2,7 +2,11 @@
 
 #include "Platform/BrowserBackend.h"
 
+#include <QFuture>
+#include <QList>
 #include <QStringList>
+
+#include <functional>
 
 // Drives the browsers on Linux: private windows by launching the browser with its private
 // flag, tabs of the Chromium family through their DevTools endpoint, and activation by asking
@@ -13,6 +17,12 @@ public:
     // Profile folders whose DevToolsActivePort tells where a running Chromium-family browser
     // listens. Empty means the usual ones under $XDG_CONFIG_HOME for each browser.
     explicit LinuxBrowserBackend(QStringList profileFolders = {});
+
+    // Finds the running processes with one of the given names; safe on any thread.
+    using ProcessLookup = std::function<QList<qint64>(const QStringList& names)>;
+    // Replaces the look-up in the whole process table (ProcessTable::pidsNamed); tests narrow
+    // it to the processes they started.
+    void setProcessLookup(ProcessLookup lookup);
 
     QCoro::Task<> activate(Browser browser) override;
     QCoro::Task<bool> findTab(Browser browser, QString address) override;
@@ -25,5 +35,9 @@ public:
     static QString privateWindowFlag(Browser browser);
 
 private:
+    QCoro::Task<> bringForward(Browser browser);
+    QFuture<QList<qint64>> runningInstances(Browser browser) const;
+
     QStringList profileFolders;
+    ProcessLookup processLookup;
 };

@@ -1,8 +1,8 @@
+#include "support/TestIsolation.h"
+#include "support/TestScratch.h"
 #include "support/XvfbSession.h"
 
 #include <QApplication>
-#include <QDir>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -12,6 +12,7 @@
 // application object so that this process, too, talks to that display.
 int main(int argc, char** argv)
 {
+    TestScratch scratch(argc, argv);
     testing::InitGoogleTest(&argc, argv);
 
     XvfbSession session;
@@ -27,14 +28,14 @@ int main(int argc, char** argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
 
+    scratch.useAsConfigHome();
     // Server output goes to the state folder: never the user's own.
-    QTemporaryDir stateHome(QDir::tempPath() + QStringLiteral("/wisp-test-state-XXXXXX"));
-    qputenv("XDG_STATE_HOME", stateHome.path().toUtf8());
-    QTemporaryDir configHome(QDir::tempPath() + QStringLiteral("/wisp-test-config-XXXXXX"));
-    qputenv("XDG_CONFIG_HOME", configHome.path().toUtf8());
+    scratch.useAsStateHome();
+    scratch.provideRuntimeDirectory();
 
     QApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("wisp"));
     QCoreApplication::setApplicationName(QStringLiteral("wisp"));
+    TestIsolation::install();
     return RUN_ALL_TESTS();
 }

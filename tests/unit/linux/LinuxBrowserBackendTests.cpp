@@ -108,6 +108,35 @@ private:
     QProcess process;
 };
 
+// Whether `pid` is this test process or one of its descendants.
+bool startedHere(qint64 pid)
+{
+    const qint64 self = QCoreApplication::applicationPid();
+    for (int depth = 0; depth < 64 && pid > 1; ++depth) {
+        if (pid == self) {
+            return true;
+        }
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly)) {
+            return false;
+        }
+        // "pid (name) state ppid ...": the name may hold spaces and parentheses.
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        pid = fields.size() > 1 ? fields.at(1).toLongLong() : 0;
+    }
+    return false;
+}
+
+// The processes of that name that this test started: browsers (or other tests' stand-ins)
+// running elsewhere on the machine do not count.
+QList<qint64> startedHereNamed(const QStringList& names)
+{
+    QList<qint64> pids = ProcessTable::pidsNamed(names);
+    pids.removeIf([](qint64 pid) { return !startedHere(pid); });
+    return pids;
+}
+
 // The "find_url" behaviour mode: an existing tab, else a private window.
 QCoro::Task<> openInFindMode(BrowserManaging* manager, QString url, Browser browser)
 {
@@ -125,6 +154,7 @@ TEST_F(LinuxBrowserBackendTest, PrivateWindowLaunchesTheBrowserWithItsPrivateFla
     installStandIn(QStringLiteral("microsoft-edge"));
     installStandIn(QStringLiteral("firefox"));
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     const QString address = QStringLiteral("http://localhost:3000/a\"b\\c");
 
     awaitTask(backend.openPrivateWindow(Browser::chrome, address));
@@ -147,6 +177,7 @@ TEST_F(LinuxBrowserBackendTest, PrivateWindowPrefersGoogleChromeOverChromium)
     installStandIn(QStringLiteral("chromium"));
     installStandIn(QStringLiteral("google-chrome"));
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     awaitTask(backend.openPrivateWindow(Browser::chrome, QStringLiteral("http://localhost:1")));
     ASSERT_TRUE(waitForLaunches(1));
     EXPECT_EQ(launches().value(0).value(0), QStringLiteral("google-chrome"));
@@ -164,6 +195,7 @@ TEST_F(LinuxBrowserBackendTest, LaunchedBrowserOutlivesTheLaunch)
                            "\"$WISP_STANDIN_RECORD_DIR/0.args\"\n");
     QFile::setPermissions(standIn, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     awaitTask(backend.openPrivateWindow(Browser::firefox, QStringLiteral("http://localhost:1")));
     ASSERT_TRUE(waitForLaunches(1));
     const qint64 parent = launches().value(0).value(0).toLongLong();
@@ -173,6 +205,7 @@ TEST_F(LinuxBrowserBackendTest, LaunchedBrowserOutlivesTheLaunch)
 TEST_F(LinuxBrowserBackendTest, MissingExecutableIsBrowserNotFound)
 {
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     for (const Browser browser : {Browser::chrome, Browser::edge, Browser::firefox}) {
         const auto error = errorOf<BrowserError>(
             backend.openPrivateWindow(browser, QStringLiteral("http://localhost:1")));
@@ -190,6 +223,7 @@ TEST_F(LinuxBrowserBackendTest, LaunchThatCannotStartIsScriptFailedWithTheReason
     QFile::setPermissions(QDir(bin.path()).filePath(QStringLiteral("microsoft-edge")),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     const auto error = errorOf<BrowserError>(
         backend.openPrivateWindow(Browser::edge, QStringLiteral("http://localhost:1")));
     ASSERT_TRUE(error.has_value());
@@ -203,8 +237,9 @@ TEST_F(LinuxBrowserBackendTest, LaunchThatCannotStartIsScriptFailedWithTheReason
 TEST_F(LinuxBrowserBackendTest, ActivateStartsABrowserThatDoesNotRun)
 {
     installStandIn(QStringLiteral("microsoft-edge"));
-    ASSERT_TRUE(ProcessTable::pidsNamed(BrowserExecutables::processNames(Browser::edge)).isEmpty());
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
+    ASSERT_TRUE(startedHereNamed(BrowserExecutables::processNames(Browser::edge)).isEmpty());
     awaitTask(backend.activate(Browser::edge));
     ASSERT_TRUE(waitForLaunches(1));
     EXPECT_EQ(launches(), (QList<QStringList>{{QStringLiteral("microsoft-edge")}}));
@@ -219,6 +254,7 @@ TEST_F(LinuxBrowserBackendTest, ActivateLeavesARunningBrowserRunningWithoutStart
             .contains(running.pid());
     }));
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     awaitTask(backend.activate(Browser::edge));
     EXPECT_TRUE(launches().isEmpty());
 }
@@ -234,6 +270,7 @@ TEST_F(LinuxBrowserBackendTest, ReloadWithoutADisplayIsScriptFailed)
     const QByteArray display = qgetenv("DISPLAY");
     qunsetenv("DISPLAY");
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     const auto error = errorOf<BrowserError>(backend.reload(Browser::edge));
     if (!display.isEmpty()) {
         qputenv("DISPLAY", display);
@@ -249,6 +286,7 @@ TEST_F(LinuxBrowserBackendTest, FindWithChromeNotRunningReturnsFalseAndStartsNot
 {
     installStandIn(QStringLiteral("chromium"));
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     EXPECT_FALSE(awaitTask(backend.findTab(Browser::chrome, QStringLiteral("localhost:3000"))));
     EXPECT_FALSE(awaitTask(backend.findTab(Browser::edge, QStringLiteral("localhost:3000"))));
     EXPECT_TRUE(launches().isEmpty());
@@ -261,6 +299,7 @@ TEST_F(LinuxBrowserBackendTest, StaleDevToolsPortReturnsFalse)
                            QByteArray::number(TestSupport::freePort()) +
                                "\n/devtools/browser/gone\n");
     LinuxBrowserBackend backend({profile.path()});
+    backend.setProcessLookup(startedHereNamed);
     EXPECT_FALSE(awaitTask(backend.findTab(Browser::chrome, QStringLiteral("localhost:3000"))));
 }
 
@@ -295,11 +334,12 @@ TEST_F(LinuxBrowserBackendTest, FirefoxInFindModeGetsAPrivateWindowOnlyWhenNotRu
     // running here.
     const QString standIn = installStandIn(QStringLiteral("firefox"));
     SharedFakeBrowserLocator locator;
-    BrowserManager manager(std::make_shared<LinuxBrowserBackend>(QStringList{profile.path()}));
+    const auto backend = std::make_shared<LinuxBrowserBackend>(QStringList{profile.path()});
+    backend->setProcessLookup(startedHereNamed);
+    BrowserManager manager(backend);
     const QString address = QStringLiteral("http://localhost:3000");
 
-    ASSERT_TRUE(
-        ProcessTable::pidsNamed(BrowserExecutables::processNames(Browser::firefox)).isEmpty());
+    ASSERT_TRUE(startedHereNamed(BrowserExecutables::processNames(Browser::firefox)).isEmpty());
     awaitTask(openInFindMode(&manager, address, Browser::firefox));
     ASSERT_TRUE(waitForLaunches(1));
     EXPECT_EQ(launches(), (QList<QStringList>{{QStringLiteral("firefox"),
