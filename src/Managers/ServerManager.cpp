@@ -409,12 +409,14 @@ QCoro::Task<> ServerManager::updateStatus()
     }
     const int port = watchedPort;
     const bool running = co_await lsofReportsListener(port, deadline);
+    // A manager that went away meanwhile has nobody left to tell.
+    if (!self) {
+        co_return;
+    }
     Log::line(QStringLiteral("🔍 [ServerManager] Polling port %1: %2")
                   .arg(port)
                   .arg(running ? QStringLiteral("RUNNING ✅") : QStringLiteral("STOPPED ❌")));
-    if (self) {
-        self->setStatus(running ? ServerStatus::running : ServerStatus::stopped);
-    }
+    self->setStatus(running ? ServerStatus::running : ServerStatus::stopped);
 }
 
 void ServerManager::startPolling(int port)

@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -335,23 +336,26 @@ private:
 };
 
 // An lsof that never answers, as one stuck on a dead network mount: it counts its launches in a
-// file and then sleeps, as the process `hungCommand()` names.
+// file and then sleeps, as the process `hungCommand()` names. The sleep's length is this
+// instance's own, so tests running side by side never count each other's stand-ins.
 class HungLsof
 {
 public:
     HungLsof()
+        : sleepLength(QStringLiteral("86399.%1")
+                          .arg(QRandomGenerator::global()->bounded(100000000, 999999999)))
     {
         EXPECT_TRUE(folder.isValid());
         TestSupport::writeFile(folder.path(), QStringLiteral("lsof"),
                                "#!/bin/sh\necho launched >> \"" +
                                    folder.filePath(QStringLiteral("launches")).toUtf8() +
-                                   "\"\nexec sleep 86399\n");
+                                   "\"\nexec sleep " + sleepLength.toUtf8() + "\n");
         QFile::setPermissions(folder.filePath(QStringLiteral("lsof")),
                               QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     }
 
     QString path() const { return folder.filePath(QStringLiteral("lsof")); }
-    static QStringList hungCommand() { return {QStringLiteral("sleep"), QStringLiteral("86399")}; }
+    QStringList hungCommand() const { return {QStringLiteral("sleep"), sleepLength}; }
 
     int launches() const
     {
@@ -360,6 +364,7 @@ public:
     }
 
 private:
+    QString sleepLength;
     QTemporaryDir folder;
 };
 
