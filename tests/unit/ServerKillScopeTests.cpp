@@ -1,6 +1,7 @@
 #include "Controllers/ProjectSwitcher.h"
 #include "Managers/ServerManager.h"
 
+#include "ServerFixture.h"
 #include "ServerTestSupport.h"
 #include "fakes/FakeBrowserManager.h"
 #include "fakes/FakeFolderAccess.h"
@@ -24,17 +25,13 @@ namespace {
 
 // Stopping a server by its port ends what listens there, never what is merely connected to it:
 // a browser showing the site, an editor, a test runner.
-class ServerKillScopeTest : public ::testing::Test
+class ServerKillScopeTest : public ServerFixture
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(folder.isValid());
-        port = TestSupport::freePort();
-        manager = std::make_unique<ServerManager>(std::make_shared<FakeFolderAccess>());
-        manager->updatePollingPort(port);
-        ASSERT_TRUE(waitUntil([&] { return manager->status() != ServerStatus::unknown; }, 30s));
-        log.clear();
+        ServerFixture::SetUp();
+        watchOwnPort();
     }
 
     QStringList fixtureArguments(const QString& name, const QStringList& options = {}) const
@@ -60,13 +57,6 @@ protected:
     {
         return QStringLiteral("🛑 [ServerManager] Kill output: Found PIDs: %1").arg(pid);
     }
-
-    ScopedTemporaryDirectory temporary; // first: outlives everything that writes there
-    QTemporaryDir folder;
-    int port = 0;
-    ProcessGroupReaper reaper;
-    std::unique_ptr<ServerManager> manager;
-    LogCapture log;
 };
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "Managers/ServerManager.h"
 
+#include "ServerFixture.h"
 #include "ServerTestSupport.h"
 #include "fakes/FakeFolderAccess.h"
 #include "support/LogCapture.h"
@@ -20,16 +21,9 @@ namespace {
 
 // A server whose shutdown hangs: SIGTERM closes its port but does not end it. The port-kill of
 // the next start then finds the port free, and the child itself is left to the replacement.
-class ServerReplacementTest : public ::testing::Test
+class ServerReplacementTest : public ServerFixture
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(folder.isValid());
-        port = TestSupport::freePort();
-        manager = std::make_unique<ServerManager>(std::make_shared<FakeFolderAccess>());
-    }
-
     std::optional<QString> start()
     {
         return startReaped(*manager, makeProject(folder.path(), port),
@@ -41,13 +35,6 @@ protected:
 
     // Gone for good: exited and reaped, not even a zombie left.
     static bool isGone(qint64 pid) { return !processInfo(pid).has_value(); }
-
-    ScopedTemporaryDirectory temporary; // first: outlives everything that writes there
-    QTemporaryDir folder;
-    int port = 0;
-    ProcessGroupReaper reaper;
-    std::unique_ptr<ServerManager> manager;
-    LogCapture log;
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Managers/ServerManager.h"
 #include "Platform/SystemTools.h"
 
+#include "ServerFixture.h"
 #include "ServerTestSupport.h"
 #include "fakes/FakeFolderAccess.h"
 #include "support/LogCapture.h"
@@ -20,18 +21,13 @@ using TestSupport::waitUntil;
 
 namespace {
 
-class ServerStopTest : public ::testing::Test
+class ServerStopTest : public ServerFixture
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(folder.isValid());
-        port = TestSupport::freePort();
-        manager = std::make_unique<ServerManager>(std::make_shared<FakeFolderAccess>());
-        // killServer refreshes the status of the watched port: watch this test's port.
-        manager->updatePollingPort(port);
-        ASSERT_TRUE(waitUntil([&] { return manager->status() != ServerStatus::unknown; }));
-        log.clear();
+        ServerFixture::SetUp();
+        watchOwnPort();
     }
 
     std::optional<QString> start(const QString& command)
@@ -70,13 +66,6 @@ protected:
     {
         return QStringLiteral("🛑 [ServerManager] killServer called for port %1").arg(port);
     }
-
-    ScopedTemporaryDirectory temporary; // first: outlives everything that writes there
-    QTemporaryDir folder;
-    int port = 0;
-    ProcessGroupReaper reaper;
-    std::unique_ptr<ServerManager> manager;
-    LogCapture log;
 };
 
 // Runs the polite kill script the way the manager does, with `ps` replaced by a script that
