@@ -21,8 +21,19 @@ void logIgnored(const QString& text)
     Log::line(QStringLiteral("⚠️ [ProjectOverrides] %1").arg(text));
 }
 
-// The stored object, or an empty one (logged) when the bytes are not a JSON object.
-QJsonObject readObject(const std::optional<QByteArray>& raw, const QString& key, bool logged = true)
+// Says each problem once, however often the store is read again.
+void report(QSet<QString>* reported, const QString& text)
+{
+    if (reported && !reported->contains(text)) {
+        reported->insert(text);
+        logIgnored(text);
+    }
+}
+
+// The stored object, or an empty one when the bytes are not a JSON object (reported unless
+// `reported` is null).
+QJsonObject readObject(const std::optional<QByteArray>& raw, const QString& key,
+                       QSet<QString>* reported)
 {
     if (!raw) {
         return {};
@@ -30,15 +41,11 @@ QJsonObject readObject(const std::optional<QByteArray>& raw, const QString& key,
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(*raw, &error);
     if (error.error != QJsonParseError::NoError) {
-        if (logged) {
-            logIgnored(QStringLiteral("Ignoring \"%1\": not JSON").arg(key));
-        }
+        report(reported, QStringLiteral("Ignoring \"%1\": not JSON").arg(key));
         return {};
     }
     if (!document.isObject()) {
-        if (logged) {
-            logIgnored(QStringLiteral("Ignoring \"%1\": not a JSON object").arg(key));
-        }
+        report(reported, QStringLiteral("Ignoring \"%1\": not a JSON object").arg(key));
         return {};
     }
     return document.object();
@@ -117,7 +124,7 @@ void ProjectOverrides::setCommand(const QString& folderPath, const std::optional
         return;
     }
     // Built from the stored object, not from the usable entries, so that nothing else is lost.
-    QJsonObject object = readObject(settings->projectCommands(), commandsKey, false);
+    QJsonObject object = readObject(settings->projectCommands(), commandsKey, nullptr);
     if (value) {
         object.insert(folderPath, *value);
     } else {
@@ -138,7 +145,7 @@ void ProjectOverrides::setPort(const QString& folderPath, const std::optional<in
     if (this->port(folderPath) == port) {
         return;
     }
-    QJsonObject object = readObject(settings->projectPorts(), portsKey, false);
+    QJsonObject object = readObject(settings->projectPorts(), portsKey, nullptr);
     if (port) {
         object.insert(folderPath, *port);
     } else {
@@ -172,17 +179,18 @@ const QHash<QString, QString>& ProjectOverrides::commands() const
         return commandCache.entries;
     }
     commandCache = {raw, true, {}};
-    const QJsonObject object = readObject(raw, commandsKey);
+    const QJsonObject object = readObject(raw, commandsKey, &reported);
     for (auto it = object.begin(); it != object.end(); ++it) {
         if (!it.value().isString()) {
-            logIgnored(QStringLiteral("Ignoring the \"projectCommands\" entry for %1: not a string")
-                           .arg(it.key()));
+            report(&reported,
+                   QStringLiteral("Ignoring the \"projectCommands\" entry for %1: not a string")
+                       .arg(it.key()));
             continue;
         }
         if (it.value().toString().trimmed().isEmpty()) {
-            logIgnored(
-                QStringLiteral("Ignoring the \"projectCommands\" entry for %1: empty command")
-                    .arg(it.key()));
+            report(&reported,
+                   QStringLiteral("Ignoring the \"projectCommands\" entry for %1: empty command")
+                       .arg(it.key()));
             continue;
         }
         commandCache.entries.insert(it.key(), it.value().toString());
@@ -197,13 +205,13 @@ const QHash<QString, int>& ProjectOverrides::ports() const
         return portCache.entries;
     }
     portCache = {raw, true, {}};
-    const QJsonObject object = readObject(raw, portsKey);
+    const QJsonObject object = readObject(raw, portsKey, &reported);
     for (auto it = object.begin(); it != object.end(); ++it) {
         const auto value = portValue(it.value());
         if (!value) {
-            logIgnored(QStringLiteral("Ignoring the \"projectPorts\" entry for %1: not a port "
-                                      "from 1 to 65535")
-                           .arg(it.key()));
+            report(&reported, QStringLiteral("Ignoring the \"projectPorts\" entry for %1: not a "
+                                             "port from 1 to 65535")
+                                  .arg(it.key()));
             continue;
         }
         portCache.entries.insert(it.key(), *value);

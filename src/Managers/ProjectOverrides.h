@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 #include <optional>
@@ -13,7 +14,7 @@ class SettingsManager;
 
 // The start command and port a user set for single projects, keyed by the project's folder path
 // and kept in the settings store as two JSON objects. A stored entry that cannot be used is
-// logged once and skipped; the others stay in force and are never dropped by a write.
+// logged once and skipped; the others stay in force, and a write drops nothing else.
 class ProjectOverrides : public QObject
 {
     Q_OBJECT
@@ -56,4 +57,6 @@ private:
     SettingsManager* settings;
     mutable Cache<QString> commandCache;
     mutable Cache<int> portCache;
+    // Problems with the stored data already logged.
+    mutable QSet<QString> reported;
 };

@@ -154,6 +154,7 @@ TEST(ProjectOverridesTest, WritingOneEntryKeepsEveryOtherEntryAsStored)
     TestSettings settings;
     settings->setProjectPorts(QByteArray(R"({"/ok":4000,"/text":"4001"})"));
     settings->setProjectCommands(QByteArray(R"({"/ok":"pnpm dev","/number":5})"));
+    LogCapture log;
     ProjectOverrides overrides(settings.get());
 
     overrides.setPort(QStringLiteral("/new"), 8080);
@@ -169,6 +170,8 @@ TEST(ProjectOverridesTest, WritingOneEntryKeepsEveryOtherEntryAsStored)
                            {QStringLiteral("/new"), QStringLiteral("make serve")}}));
     EXPECT_EQ(overrides.port(QStringLiteral("/ok")), 4000);
     EXPECT_EQ(overrides.port(QStringLiteral("/new")), 8080);
+    // The entries kept as they were are not reported again.
+    EXPECT_EQ(log.lines().size(), 2);
 }
 
 TEST(ProjectOverridesTest, AKeyThatIsNoJsonObjectIsIgnoredWithOneLogLineAndReplacedOnWrite)
