@@ -167,8 +167,8 @@ void ProjectOverridesEditor::setProject(const std::optional<Project>& shown)
     if (!command->hasFocus() || !command->isModified()) {
         command->setText(shown->effectiveCommand());
         command->setModified(false);
+        command->setCursorPosition(0);
     }
-    command->setCursorPosition(0);
     const QString typeDefault = shown->type.defaultCommand();
     if (commandOverridden) {
         commandSource->setText(QStringLiteral("Set by you"));
@@ -181,7 +181,9 @@ void ProjectOverridesEditor::setProject(const std::optional<Project>& shown)
     }
     commandReset->setVisible(commandOverridden);
 
-    {
+    // Without keyboard tracking the value trails the text while a number is being typed.
+    const bool typingPort = port->hasFocus() && port->cleanText() != QString::number(port->value());
+    if (!typingPort) {
         const QSignalBlocker blocker(port);
         port->setValue(shown->port);
     }

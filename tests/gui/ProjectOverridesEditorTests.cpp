@@ -163,6 +163,28 @@ TEST_F(ProjectOverridesEditorTest, AnEmptiedCommandOrTheDefaultOneMeansNoOverrid
     EXPECT_FALSE(settings->projectCommands().has_value());
 }
 
+TEST_F(ProjectOverridesEditorTest, TextBeingTypedSurvivesAChangeFromElsewhere)
+{
+    editor.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&editor));
+    editor.commandField()->setFocus();
+    editor.commandField()->selectAll();
+    QTest::keyClicks(editor.commandField(), QStringLiteral("yarn st"));
+    overrides.setPort(dir.path(), 4000);
+    EXPECT_EQ(editor.commandField()->text(), QStringLiteral("yarn st"));
+    EXPECT_EQ(editor.commandField()->cursorPosition(), 7);
+    EXPECT_EQ(editor.portField()->value(), 4000);
+
+    editor.portField()->setFocus();
+    editor.portField()->selectAll();
+    QTest::keyClicks(editor.portField(), QStringLiteral("81"));
+    overrides.setCommand(dir.path(), QStringLiteral("yarn storybook"));
+    EXPECT_EQ(editor.portField()->cleanText(), QStringLiteral("81"));
+    EXPECT_EQ(editor.commandField()->text(), QStringLiteral("yarn storybook"));
+    QTest::keyClick(editor.portField(), Qt::Key_Return);
+    EXPECT_EQ(overrides.port(dir.path()), 81);
+}
+
 TEST_F(ProjectOverridesEditorTest, SuggestionsAreOfferedAndAppliedOnlyWhenChosen)
 {
     QStringList offered;
