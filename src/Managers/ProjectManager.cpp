@@ -142,16 +142,16 @@ void ProjectManager::publishScanResult(const QList<Project>& scanned)
 {
     scannedList = scanned;
     projectList = withOverrides(scanned);
-    const QList<Project>& found = projectList;
     Q_EMIT projectsChanged(projectList);
 
     // The selection stays only while a project with its identity is still listed.
     const bool selectionSurvives =
-        selection && std::any_of(found.cbegin(), found.cend(), [&](const Project& project) {
-            return project.id == selection->id;
-        });
+        selection &&
+        std::any_of(projectList.cbegin(), projectList.cend(),
+                    [&](const Project& project) { return project.id == selection->id; });
     if (!selectionSurvives) {
-        setSelectedProject(found.isEmpty() ? std::nullopt : std::optional<Project>(found.first()));
+        setSelectedProject(projectList.isEmpty() ? std::nullopt
+                                                 : std::optional<Project>(projectList.first()));
     }
 }
 
