@@ -9,6 +9,7 @@
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/ProjectManager.h"
+#include "Managers/ProjectOverrides.h"
 #include "Managers/ServerManager.h"
 #include "Managers/SettingsManager.h"
 #include "Protocols/BrowserManaging.h"
@@ -99,6 +100,7 @@ AppDelegate::~AppDelegate()
     ownedBrowserManager.reset();
     ownedServerManager.reset();
     ownedProjectManager.reset();
+    ownedProjectOverrides.reset();
     ownedPermissionsManager.reset();
     ownedSettingsManager.reset();
 }
@@ -115,6 +117,9 @@ void AppDelegate::applicationDidFinishLaunching()
 
     ownedProjectManager = factories.makeProjectManager();
     projectManager = required(ownedProjectManager.get(), "project manager");
+    ownedProjectOverrides = std::make_unique<ProjectOverrides>(settingsManager);
+    projectOverrides = ownedProjectOverrides.get();
+    projectManager->setOverrides(projectOverrides);
 
     ownedServerManager = factories.makeServerManager();
     serverManager = required(ownedServerManager.get(), "server manager");
@@ -137,6 +142,7 @@ void AppDelegate::applicationDidFinishLaunching()
         settingsManager, projectManager, serverManager, permissionsManager, hotKeyManager);
     // None: the folder dialog.
     auxiliaryWindows->folderChooser = factories.folderChooser;
+    auxiliaryWindows->projectOverrides = projectOverrides;
     const QPointer<AppDelegate> self(this);
     alertCoordinator->openBrowserWindow = [self](QString url) {
         return openBrowserWindowOf(self, std::move(url));

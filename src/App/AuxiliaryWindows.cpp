@@ -1,5 +1,6 @@
 #include "App/AuxiliaryWindows.h"
 
+#include "Managers/ProjectOverrides.h"
 #include "Managers/SettingsManager.h"
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
@@ -37,7 +38,8 @@ void AuxiliaryWindows::showSettings()
         settingsPopover = new SettingsPopover();
     }
     settingsPopover->setContent(new SettingsView(settingsManager, projectManager, serverManager,
-                                                 permissionsManager, folderChooser));
+                                                 permissionsManager, folderChooser,
+                                                 projectOverrides));
 
     QRect anchor = statusItemGeometry ? statusItemGeometry() : QRect();
     if (!anchor.isValid() || anchor.isEmpty()) {

@@ -11,6 +11,7 @@
 class FolderChooser;
 class HotKeyManager;
 class PermissionsManager;
+class ProjectOverrides;
 class ProjectManaging;
 class ServerManaging;
 class SettingsManager;
@@ -40,6 +41,8 @@ public:
     std::function<QRect()> statusItemGeometry;
     // Folder chooser handed to the views; null for the dialog.
     std::shared_ptr<FolderChooser> folderChooser;
+    // The per-project overrides the settings view edits; none leaves them read-only.
+    QPointer<ProjectOverrides> projectOverrides;
 
     QPointer<QWidget> onboardingWindow;
     QPointer<SettingsPopover> settingsPopover;

@@ -1,5 +1,6 @@
 #include "Managers/ProjectManager.h"
 
+#include "Managers/ProjectOverrides.h"
 #include "Platform/FileNameCase.h"
 #include "Platform/FolderAccess.h"
 #include "Utilities/ProjectFiles.h"
@@ -34,6 +35,19 @@ void keepRunnableSubprojects(QList<Project>& projects)
         }
         project.subprojects = runnable;
     }
+}
+
+const Project* findById(const QList<Project>& projects, const QUuid& id)
+{
+    for (const Project& project : projects) {
+        if (project.id == id) {
+            return &project;
+        }
+        if (const Project* found = findById(project.subprojects, id)) {
+            return found;
+        }
+    }
+    return nullptr;
 }
 
 // Stable, so names that compare equal keep their discovery order.
@@ -88,18 +102,56 @@ QCoro::Task<> ProjectManager::scanFolder(QUrl folder)
     }
 }
 
-void ProjectManager::publishScanResult(const QList<Project>& found)
+void ProjectManager::setOverrides(ProjectOverrides* replacement)
 {
-    projectList = found;
+    disconnect(overridesConnection);
+    overrides = replacement;
+    if (replacement) {
+        overridesConnection =
+            connect(replacement, &ProjectOverrides::changed, this, &ProjectManager::republish);
+    }
+}
+
+QList<Project> ProjectManager::withOverrides(const QList<Project>& projects) const
+{
+    if (!overrides) {
+        return projects;
+    }
+    QList<Project> result;
+    result.reserve(projects.size());
+    for (const Project& project : projects) {
+        result.append(overrides->applied(project));
+    }
+    return result;
+}
+
+void ProjectManager::republish()
+{
+    projectList = withOverrides(scannedList);
+    Q_EMIT projectsChanged(projectList);
+    if (!selection) {
+        return;
+    }
+    const Project* current = findById(projectList, selection->id);
+    if (current && *current != *selection) {
+        setSelectedProject(*current);
+    }
+}
+
+void ProjectManager::publishScanResult(const QList<Project>& scanned)
+{
+    scannedList = scanned;
+    projectList = withOverrides(scanned);
     Q_EMIT projectsChanged(projectList);
 
     // The selection stays only while a project with its identity is still listed.
     const bool selectionSurvives =
-        selection && std::any_of(found.cbegin(), found.cend(), [&](const Project& project) {
-            return project.id == selection->id;
-        });
+        selection &&
+        std::any_of(projectList.cbegin(), projectList.cend(),
+                    [&](const Project& project) { return project.id == selection->id; });
     if (!selectionSurvives) {
-        setSelectedProject(found.isEmpty() ? std::nullopt : std::optional<Project>(found.first()));
+        setSelectedProject(projectList.isEmpty() ? std::nullopt
+                                                 : std::optional<Project>(projectList.first()));
     }
 }
 

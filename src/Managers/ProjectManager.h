@@ -3,6 +3,7 @@
 #include "Protocols/ProjectManaging.h"
 #include "Utilities/FolderEntries.h"
 
+#include <QPointer>
 #include <QSet>
 #include <QStringList>
 
@@ -30,6 +31,7 @@ public:
     QList<Project> projects() const override { return projectList; }
     std::optional<Project> selectedProject() const override { return selection; }
     void setSelectedProject(const std::optional<Project>& project) override;
+    void setOverrides(ProjectOverrides* overrides) override;
 
     // Walks the folder on a worker thread, then publishes on the calling (main) thread: the
     // list first, then the repaired selection. The newest call wins: a scan that finishes after
@@ -39,8 +41,9 @@ public:
     // Replaces the walk that scanFolder runs (by default `scan`).
     void setWalk(Walk walk);
 
-    // Replaces the list (published first), then repairs the selection: none or a vanished
-    // selection becomes the first project (or none); a selection still listed by id stays.
+    // Replaces the list (published first, with the overrides in force), then repairs the
+    // selection: none or a vanished selection becomes the first project (or none); a selection
+    // still listed by id stays.
     void publishScanResult(const QList<Project>& found);
 
     // The walk itself; blocking, safe on any thread. `folderPath`, `basePath` are local paths.
@@ -72,10 +75,19 @@ private:
                                  const std::optional<QString>& parentPath,
                                  const NameCase& nameCase);
 
+    QList<Project> withOverrides(const QList<Project>& projects) const;
+    // Publishes the last scan result again with the overrides as they are now, and the
+    // selection too when its overrides changed.
+    void republish();
+
     std::shared_ptr<FolderAccess> folderAccess;
     Walk walk;
     // Counts scanFolder calls; a scan publishes only while it is still the latest.
     std::uint64_t scanGeneration = 0;
     QList<Project> projectList;
+    // The last scan result as found on disk: a removed override falls back to it.
+    QList<Project> scannedList;
     std::optional<Project> selection;
+    QPointer<ProjectOverrides> overrides;
+    QMetaObject::Connection overridesConnection;
 };

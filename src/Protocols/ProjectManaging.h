@@ -9,6 +9,8 @@
 
 #include <optional>
 
+class ProjectOverrides;
+
 // The project list and the selection, as the status bar and the application see them.
 class ProjectManaging : public QObject
 {
@@ -24,6 +26,11 @@ public:
 
     // Rebuilds `projects` from the folder, then repairs the selection.
     virtual QCoro::Task<> scanFolder(QUrl folder) = 0;
+
+    // The user's per-project command and port overrides, applied to every list published from
+    // now on and, when one changes, to the last list again without reading the disk. A list
+    // that does not come from a scan may ignore them.
+    virtual void setOverrides(ProjectOverrides* overrides) { Q_UNUSED(overrides); }
 
 Q_SIGNALS:
     void projectsChanged(const QList<Project>& projects);

@@ -8,6 +8,7 @@
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Theme.h"
 #include "Views/FolderChooser.h"
+#include "Views/ProjectOverridesEditor.h"
 #include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
 
@@ -75,7 +76,8 @@ QFrame* divider(QWidget* parent)
 
 SettingsView::SettingsView(SettingsManager* settingsManager, ProjectManaging* projectManager,
                            ServerManaging* serverManager, PermissionsManager* permissionsManager,
-                           std::shared_ptr<FolderChooser> folderChooser, QWidget* parent)
+                           std::shared_ptr<FolderChooser> folderChooser,
+                           ProjectOverrides* overrides, QWidget* parent)
     : QWidget(parent)
     , settingsManager(settingsManager)
     , projectManager(projectManager)
@@ -88,7 +90,7 @@ SettingsView::SettingsView(SettingsManager* settingsManager, ProjectManaging* pr
     layout->setSpacing(0);
     setFixedWidth(viewWidth);
 
-    makeCurrentProjectSection();
+    makeCurrentProjectSection(overrides);
     makeProjectsSection();
     makeBehaviorSection();
     makeBrowserSection();
@@ -149,7 +151,7 @@ QVBoxLayout* SettingsView::addSection(const QString& title)
     return sectionLayout;
 }
 
-void SettingsView::makeCurrentProjectSection()
+void SettingsView::makeCurrentProjectSection(ProjectOverrides* overrides)
 {
     QVBoxLayout* section = addSection(QStringLiteral("Current Project"));
     QWidget* parent = section->parentWidget();
@@ -167,6 +169,9 @@ void SettingsView::makeCurrentProjectSection()
     row->addWidget(projectPort);
     row->addStretch(1);
     section->addLayout(row);
+
+    editor = new ProjectOverridesEditor(overrides, parent);
+    section->addWidget(editor);
 }
 
 void SettingsView::makeProjectsSection()
@@ -389,6 +394,7 @@ void SettingsView::updateCurrentProject()
     }
     projectType->setVisible(selected.has_value());
     projectPort->setVisible(selected.has_value());
+    editor->setProject(selected);
 }
 
 void SettingsView::updateProjects()

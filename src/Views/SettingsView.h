@@ -10,6 +10,8 @@
 class FolderChooser;
 class PermissionsManager;
 class ProjectManaging;
+class ProjectOverrides;
+class ProjectOverridesEditor;
 class QAbstractButton;
 class QButtonGroup;
 class QLabel;
@@ -30,7 +32,8 @@ class SettingsView : public QWidget
 public:
     SettingsView(SettingsManager* settingsManager, ProjectManaging* projectManager,
                  ServerManaging* serverManager, PermissionsManager* permissionsManager,
-                 std::shared_ptr<FolderChooser> folderChooser = nullptr, QWidget* parent = nullptr);
+                 std::shared_ptr<FolderChooser> folderChooser = nullptr,
+                 ProjectOverrides* overrides = nullptr, QWidget* parent = nullptr);
 
     // Opens the folder chooser; a confirmed folder is stored and scanned.
     void selectFolder();
@@ -46,6 +49,8 @@ public:
     QLabel* projectLabel() const { return currentProject; }
     QLabel* projectTypeLabel() const { return projectType; }
     QLabel* projectPortLabel() const { return projectPort; }
+    // The selected project's command and port; read-only without overrides to write.
+    ProjectOverridesEditor* overridesEditor() const { return editor; }
     QLabel* countLabel() const { return projectCount; }
     QLabel* folderLabel() const { return folderPath; }
     QPushButton* browseButton() const { return browse; }
@@ -69,7 +74,7 @@ private:
     // Appends a padded section (after a divider) and returns its layout; no title label for an
     // empty title.
     QVBoxLayout* addSection(const QString& title);
-    void makeCurrentProjectSection();
+    void makeCurrentProjectSection(ProjectOverrides* overrides);
     void makeProjectsSection();
     void makeBehaviorSection();
     void makeBrowserSection();
@@ -92,6 +97,7 @@ private:
     QLabel* currentProject = nullptr;
     QLabel* projectType = nullptr;
     QLabel* projectPort = nullptr;
+    ProjectOverridesEditor* editor = nullptr;
     QLabel* projectCount = nullptr;
     QLabel* folderPath = nullptr;
     QPushButton* browse = nullptr;

@@ -487,6 +487,26 @@ protected:
             "the typed address"));
         screenshot(QStringLiteral("12-settings-changed"));
 
+        // The current project's port, typed into its field: stored for the project's folder,
+        // shown, and polled at once.
+        const int chosenPort = apiPort == 45678 ? 45679 : 45678;
+        clickOn(waitForRole(QStringLiteral("spin button"), QStringLiteral("Port")));
+        keys({QStringLiteral("ctrl+a")});
+        type(QString::number(chosenPort));
+        keys({QStringLiteral("Return")});
+        const QString apiFolder = QDir(projects.path()).filePath(QStringLiteral("api"));
+        EXPECT_TRUE(waitForStoredText(QStringLiteral("projectPorts"),
+                                      QStringLiteral("{\"%1\":%2}").arg(apiFolder).arg(chosenPort)))
+            << stored(QStringLiteral("projectPorts")).toString().toStdString();
+        EXPECT_TRUE(wisp->waitForLine(
+            QStringLiteral("📦 [AppDelegate] Selected project changed: api (port %1)")
+                .arg(chosenPort),
+            30s))
+            << wisp->log().toStdString();
+        EXPECT_TRUE(waitForLabel(QStringLiteral(":%1").arg(chosenPort)));
+        EXPECT_TRUE(waitForLabel(QStringLiteral("Set by you")));
+        screenshot(QStringLiteral("12b-settings-port-changed"));
+
         // A shortcut recorded here is stored at once.
         clickOn(waitForButton(QStringLiteral("Ctrl+Alt+K")));
         ASSERT_TRUE(waitForButton(QStringLiteral("Press keys...")));

@@ -6,9 +6,12 @@
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/ProjectManager.h"
+#include "Managers/ProjectOverrides.h"
 #include "Managers/SettingsManager.h"
 #include "Views/OnboardingView.h"
+#include "Views/ProjectOverridesEditor.h"
 #include "Views/SettingsPopover.h"
+#include "Views/SettingsView.h"
 #include "fakes/FakeBrowserManager.h"
 #include "fakes/FakeFolderChooser.h"
 #include "fakes/FakeHotKeyBackend.h"
@@ -23,9 +26,17 @@
 #include "support/TestProjects.h"
 #include "support/TestSupport.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QSpinBox>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -677,4 +688,119 @@ TEST_F(AppDelegateTest, AMissingManagerStopsTheProcess)
             doomed.applicationDidFinishLaunching();
         },
         "AppDelegate: no server manager");
+}
+
+// --- per-project command and port ---
+
+namespace {
+
+// Every entry of the menu and its sub-menus, by text.
+QStringList menuTexts(const QMenu* menu)
+{
+    QStringList texts;
+    for (const QAction* action : menu->actions()) {
+        texts.append(action->text());
+        if (action->menu()) {
+            texts += menuTexts(action->menu());
+        }
+    }
+    return texts;
+}
+
+// Replaces the field's text by typing, then presses Return.
+void typeInto(QWidget* field, const QString& text)
+{
+    field->setFocus();
+    if (auto* line = qobject_cast<QLineEdit*>(field)) {
+        line->selectAll();
+    } else if (auto* spin = qobject_cast<QAbstractSpinBox*>(field)) {
+        spin->selectAll();
+    }
+    QTest::keyClick(field, Qt::Key_Backspace);
+    QTest::keyClicks(field, text);
+    QTest::keyClick(field, Qt::Key_Return);
+}
+
+} // namespace
+
+TEST_F(AppDelegateTest, StoredOverridesApplyToTheStartUpScan)
+{
+    realProjectManager = true;
+    TestSupport::writeFile(projectsDir.path(), QStringLiteral("site/package.json"),
+                           R"({"scripts": {"dev": "astro dev"}})");
+    const QString site = QDir(projectsDir.path()).filePath(QStringLiteral("site"));
+    completeOnboarding(projectsDir.path(), site);
+    {
+        const auto settings = storedSettings();
+        ProjectOverrides(settings.get()).setPort(site, 4321);
+    }
+    launchAndScan();
+
+    EXPECT_TRUE(log.contains(QStringLiteral("📦 [AppDelegate] Selected: site (port 4321)")));
+    EXPECT_TRUE(server->calls.contains(QStringLiteral("startPolling(4321)")));
+    EXPECT_EQ(delegate->projectManager->selectedProject()->portSource, PortSource::manual);
+}
+
+TEST_F(AppDelegateTest, EditingThePortAndCommandInTheSettingsReachesMenuPollingAndStart)
+{
+    realProjectManager = true;
+    TestSupport::writeFile(projectsDir.path(), QStringLiteral("site/package.json"),
+                           R"({"scripts": {"start": "eleventy --serve"}})");
+    TestSupport::writeFile(projectsDir.path(), QStringLiteral("api/package.json"),
+                           R"({"scripts": {"dev": "node server.js --port 4100"}})");
+    const QString site = QDir(projectsDir.path()).filePath(QStringLiteral("site"));
+    completeOnboarding(projectsDir.path(), site);
+    launchAndScan();
+    settle();
+    ASSERT_TRUE(
+        menuTexts(delegate->statusBarController->menu).contains(QStringLiteral("site :3000")));
+    server->calls.clear();
+
+    delegate->statusBarController->settingsClicked();
+    auto* view = qobject_cast<SettingsView*>(delegate->settingsPopover()->content());
+    ASSERT_NE(view, nullptr);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(delegate->settingsPopover()));
+    ProjectOverridesEditor* editor = view->overridesEditor();
+    ASSERT_TRUE(editor->isVisible());
+    EXPECT_EQ(editor->portField()->value(), 3000);
+    EXPECT_EQ(editor->portSourceLabel()->text(), QStringLiteral("Default port"));
+
+    typeInto(editor->portField(), QStringLiteral("8080"));
+
+    // Polling moves on a later turn, without a rescan.
+    ASSERT_TRUE(waitUntil(
+        [&] { return server->calls.contains(QStringLiteral("updatePollingPort(8080)")); }));
+    EXPECT_TRUE(log.contains(selectedChanged + QStringLiteral("site (port 8080)")));
+    const QStringList menu = menuTexts(delegate->statusBarController->menu);
+    EXPECT_TRUE(menu.contains(QStringLiteral("site :8080"))) << menu.join(u'\n').toStdString();
+    EXPECT_TRUE(menu.contains(QStringLiteral("api :4100")));
+    EXPECT_EQ(view->projectPortLabel()->text(), QStringLiteral(":8080"));
+    EXPECT_EQ(editor->portSourceLabel()->text(), QStringLiteral("Set by you"));
+    EXPECT_EQ(QSettings(settingsPath(), QSettings::IniFormat).value("projectPorts").toByteArray(),
+              QJsonDocument(QJsonObject{{site, 8080}}).toJson(QJsonDocument::Compact));
+
+    // The next start runs the command typed in.
+    typeInto(editor->commandField(), QStringLiteral("npm run start"));
+    EXPECT_EQ(delegate->projectManager->selectedProject()->effectiveCommand(),
+              QStringLiteral("npm run start"));
+    delegate->alerts()->serverStartPause = 10ms;
+    delegate->settingsPopover()->hide();
+    awaitTask(delegate->performMainAction());
+    ASSERT_TRUE(waitUntil([&] { return browser->calls.size() == 2; }));
+    EXPECT_TRUE(server->calls.contains(QStringLiteral("startServer(site, npm run start)")));
+    EXPECT_EQ(browser->calls.last(),
+              QStringLiteral("openIncognito(http://localhost:8080, chrome)"));
+
+    // Reset: back to the scan's port, polled again.
+    server->calls.clear();
+    delegate->showSettings();
+    view = qobject_cast<SettingsView*>(delegate->settingsPopover()->content());
+    ASSERT_TRUE(view->overridesEditor()->portResetButton()->isVisible());
+    QTest::mouseClick(view->overridesEditor()->portResetButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil(
+        [&] { return server->calls.contains(QStringLiteral("updatePollingPort(3000)")); }));
+    EXPECT_TRUE(
+        menuTexts(delegate->statusBarController->menu).contains(QStringLiteral("site :3000")));
+    EXPECT_FALSE(QSettings(settingsPath(), QSettings::IniFormat).contains("projectPorts"));
+    delegate->settingsPopover()->hide();
 }

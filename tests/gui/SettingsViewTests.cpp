@@ -7,6 +7,7 @@
 #include "Managers/PermissionsManager.h"
 #include "Managers/ProjectManager.h"
 #include "Utilities/Theme.h"
+#include "Views/ProjectOverridesEditor.h"
 #include "Views/SettingsPopover.h"
 #include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
@@ -29,6 +30,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
+#include <QSpinBox>
 #include <QStyleOptionButton>
 #include <QTemporaryDir>
 #include <QTest>
@@ -185,6 +187,31 @@ TEST_F(SettingsViewTest, NoSelectedProjectSaysSoWithoutTypeOrPort)
     projectManager.setSelectedProject(std::nullopt);
     EXPECT_EQ(view->projectLabel()->text(), QStringLiteral("No project selected"));
     EXPECT_FALSE(view->projectPortLabel()->isVisible());
+}
+
+TEST_F(SettingsViewTest, TheCurrentProjectSectionHoldsTheCommandAndPortUnderTheName)
+{
+    projectManager.setSelectedProject(
+        TestProjects::make(QStringLiteral("web"), 5173, QStringLiteral("/p/web")));
+    makeView();
+    ProjectOverridesEditor* editor = view->overridesEditor();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(view->sections().at(0)->isAncestorOf(editor));
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_GT(editor->y(), view->projectLabel()->y());
+    EXPECT_EQ(editor->commandField()->text(), QStringLiteral("npm run dev"));
+    EXPECT_EQ(editor->portField()->value(), 5173);
+    // Nothing to write the overrides to: shown, not editable.
+    EXPECT_TRUE(editor->commandField()->isReadOnly());
+    EXPECT_TRUE(editor->portField()->isReadOnly());
+    // Still fits the panel.
+    EXPECT_LE(view->sections().at(0)->sizeHint().width(), view->width());
+
+    projectManager.setSelectedProject(
+        TestProjects::make(QStringLiteral("api"), 8080, QStringLiteral("/p/api")));
+    EXPECT_EQ(editor->portField()->value(), 8080);
+    projectManager.setSelectedProject(std::nullopt);
+    EXPECT_FALSE(editor->isVisible());
 }
 
 TEST_F(SettingsViewTest, ProjectsShowsTheCountAndTheFolderOrNotSet)
