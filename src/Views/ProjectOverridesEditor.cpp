@@ -2,6 +2,7 @@
 
 #include "Managers/ProjectOverrides.h"
 #include "Utilities/CommandSuggestions.h"
+#include "Views/Caption.h"
 
 #include <QEvent>
 #include <QFontDatabase>
@@ -17,26 +18,12 @@
 
 namespace {
 
-QFont captionFont(QFont font)
-{
-    font.setPointSizeF(font.pointSizeF() * 0.85);
-    return font;
-}
-
-QLabel* captionLabel(const QString& text, QWidget* parent)
-{
-    auto* label = new QLabel(text, parent);
-    label->setFont(captionFont(label->font()));
-    label->setForegroundRole(QPalette::PlaceholderText);
-    return label;
-}
-
 // A caption-sized button that looks like a link.
 QPushButton* linkButton(const QString& text, const QString& accessibleName, QWidget* parent)
 {
     auto* button = new QPushButton(text, parent);
     button->setFlat(true);
-    button->setFont(captionFont(button->font()));
+    button->setFont(Caption::font(button->font()));
     button->setCursor(Qt::PointingHandCursor);
     button->setAccessibleName(accessibleName);
     button->setStyleSheet(QStringLiteral("QPushButton { border: none; padding: 0px; }"));
@@ -65,7 +52,7 @@ ProjectOverridesEditor::ProjectOverridesEditor(ProjectOverrides* overrides, QWid
     grid->setHorizontalSpacing(8);
     grid->setVerticalSpacing(2);
 
-    QLabel* commandTitle = captionLabel(QStringLiteral("Command"), this);
+    QLabel* commandTitle = Caption::label(QStringLiteral("Command"), this);
     command = new QLineEdit(this);
     command->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     command->setAccessibleName(QStringLiteral("Start command"));
@@ -88,7 +75,7 @@ ProjectOverridesEditor::ProjectOverridesEditor(ProjectOverrides* overrides, QWid
     commandRow->setSpacing(2);
     commandRow->addWidget(command, 1);
     commandRow->addWidget(suggestions);
-    commandSource = captionLabel(QString(), this);
+    commandSource = Caption::label(QString(), this);
     commandReset = linkButton(QStringLiteral("Reset"), QStringLiteral("Reset command"), this);
     commandReset->setToolTip(QStringLiteral("Start with the default command again"));
     connect(command, &QLineEdit::editingFinished, this, &ProjectOverridesEditor::applyCommand);
@@ -98,13 +85,13 @@ ProjectOverridesEditor::ProjectOverridesEditor(ProjectOverrides* overrides, QWid
         }
     });
 
-    QLabel* portTitle = captionLabel(QStringLiteral("Port"), this);
+    QLabel* portTitle = Caption::label(QStringLiteral("Port"), this);
     port = new QSpinBox(this);
     port->setRange(1, 65535);
     port->setKeyboardTracking(false);
     port->setAccessibleName(QStringLiteral("Port"));
     portTitle->setBuddy(port);
-    portSource = captionLabel(QString(), this);
+    portSource = Caption::label(QString(), this);
     portReset = linkButton(QStringLiteral("Reset"), QStringLiteral("Reset port"), this);
     portReset->setToolTip(QStringLiteral("Use the detected port again"));
     connect(port, &QSpinBox::editingFinished, this, &ProjectOverridesEditor::applyPort);

@@ -7,6 +7,7 @@
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Theme.h"
+#include "Views/Caption.h"
 #include "Views/FolderChooser.h"
 #include "Views/ProjectOverridesEditor.h"
 #include "Views/ShortcutRecorderView.h"
@@ -42,26 +43,11 @@ QCoro::Task<> scan(QPointer<ProjectManaging> projectManager, QUrl folder)
     }
 }
 
-QFont captionFont(QFont font)
-{
-    font.setPointSizeF(font.pointSizeF() * 0.85);
-    return font;
-}
-
 QFont monospacedFont(qreal scale)
 {
     QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     font.setPointSizeF(font.pointSizeF() * scale);
     return font;
-}
-
-// Caption-sized text in the secondary colour, which follows the palette.
-QLabel* captionLabel(const QString& text, QWidget* parent)
-{
-    auto* label = new QLabel(text, parent);
-    label->setFont(captionFont(label->font()));
-    label->setForegroundRole(QPalette::PlaceholderText);
-    return label;
 }
 
 QFrame* divider(QWidget* parent)
@@ -144,7 +130,7 @@ QVBoxLayout* SettingsView::addSection(const QString& title)
                                       sectionPadding);
     sectionLayout->setSpacing(sectionSpacing);
     if (!title.isEmpty()) {
-        sectionLayout->addWidget(captionLabel(title, section));
+        sectionLayout->addWidget(Caption::label(title, section));
     }
     outer->addWidget(section);
     sectionWidgets.append(section);
@@ -159,8 +145,8 @@ void SettingsView::makeCurrentProjectSection(ProjectOverrides* overrides)
     QFont headline = currentProject->font();
     headline.setWeight(QFont::DemiBold);
     currentProject->setFont(headline);
-    projectType = captionLabel(QString(), parent);
-    projectPort = captionLabel(QString(), parent);
+    projectType = Caption::label(QString(), parent);
+    projectPort = Caption::label(QString(), parent);
 
     auto* row = new QHBoxLayout();
     row->setSpacing(4);
@@ -178,7 +164,7 @@ void SettingsView::makeProjectsSection()
 {
     QVBoxLayout* section = addSection(QStringLiteral("Projects"));
     QWidget* parent = section->parentWidget();
-    projectCount = captionLabel(QString(), parent);
+    projectCount = Caption::label(QString(), parent);
     folderPath = new QLabel(parent);
     folderPath->setFont(monospacedFont(0.85));
     folderPath->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -254,7 +240,7 @@ void SettingsView::makeShortcutSection()
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(4);
     QLabel* caption =
-        captionLabel(QStringLiteral("Accessibility permission required"), accessibilityRow);
+        Caption::label(QStringLiteral("Accessibility permission required"), accessibilityRow);
     // The symbol at the caption's size.
     accessibilityIcon = new QLabel(accessibilityRow);
     const int iconSize = caption->fontMetrics().height();
@@ -266,7 +252,7 @@ void SettingsView::makeShortcutSection()
     row->addWidget(caption);
     grant = new QPushButton(QStringLiteral("Grant"), accessibilityRow);
     grant->setFlat(true);
-    grant->setFont(captionFont(grant->font()));
+    grant->setFont(Caption::font(grant->font()));
     grant->setCursor(Qt::PointingHandCursor);
     // A link, not a bordered button: no padding around the text.
     grant->setStyleSheet(QStringLiteral("QPushButton { border: none; padding: 0px; }"));
@@ -320,7 +306,7 @@ void SettingsView::makeStatusSection()
     QWidget* parent = section->parentWidget();
     statusIndicator = new QLabel(parent);
     statusIndicator->setFixedSize(dotSize, dotSize);
-    statusText = captionLabel(QString(), parent);
+    statusText = Caption::label(QString(), parent);
 
     auto* row = new QHBoxLayout();
     row->setSpacing(6);

@@ -21,6 +21,7 @@
 #include "fakes/FakeSystemSettingsOpener.h"
 #include "fakes/PreAnsweredAlertPresenter.h"
 #include "support/AwaitTask.h"
+#include "support/KeyPresses.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 #include "support/TestProjects.h"
@@ -707,20 +708,6 @@ QStringList menuTexts(const QMenu* menu)
     return texts;
 }
 
-// Replaces the field's text by typing, then presses Return.
-void typeInto(QWidget* field, const QString& text)
-{
-    field->setFocus();
-    if (auto* line = qobject_cast<QLineEdit*>(field)) {
-        line->selectAll();
-    } else if (auto* spin = qobject_cast<QAbstractSpinBox*>(field)) {
-        spin->selectAll();
-    }
-    QTest::keyClick(field, Qt::Key_Backspace);
-    QTest::keyClicks(field, text);
-    QTest::keyClick(field, Qt::Key_Return);
-}
-
 } // namespace
 
 TEST_F(AppDelegateTest, StoredOverridesApplyToTheStartUpScan)
@@ -765,7 +752,7 @@ TEST_F(AppDelegateTest, EditingThePortAndCommandInTheSettingsReachesMenuPollingA
     EXPECT_EQ(editor->portField()->value(), 3000);
     EXPECT_EQ(editor->portSourceLabel()->text(), QStringLiteral("Default port"));
 
-    typeInto(editor->portField(), QStringLiteral("8080"));
+    KeyPresses::retype(editor->portField(), QStringLiteral("8080"));
 
     // Polling moves on a later turn, without a rescan.
     ASSERT_TRUE(waitUntil(
@@ -780,7 +767,7 @@ TEST_F(AppDelegateTest, EditingThePortAndCommandInTheSettingsReachesMenuPollingA
               QJsonDocument(QJsonObject{{site, 8080}}).toJson(QJsonDocument::Compact));
 
     // The next start runs the command typed in.
-    typeInto(editor->commandField(), QStringLiteral("npm run start"));
+    KeyPresses::retype(editor->commandField(), QStringLiteral("npm run start"));
     EXPECT_EQ(delegate->projectManager->selectedProject()->effectiveCommand(),
               QStringLiteral("npm run start"));
     delegate->alerts()->serverStartPause = 10ms;

@@ -1,6 +1,7 @@
 #include "Views/ProjectOverridesEditor.h"
 
 #include "Managers/ProjectOverrides.h"
+#include "support/KeyPresses.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 #include "support/TestProjects.h"
@@ -42,20 +43,6 @@ protected:
         editor.setProject(overrides.applied(scanned));
         editor.show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(&editor));
-    }
-
-    // Replaces the field's text by typing, then presses Return.
-    static void type(QWidget* field, const QString& text)
-    {
-        field->setFocus();
-        if (auto* line = qobject_cast<QLineEdit*>(field)) {
-            line->selectAll();
-        } else if (auto* spin = qobject_cast<QAbstractSpinBox*>(field)) {
-            spin->selectAll();
-        }
-        QTest::keyClick(field, Qt::Key_Backspace);
-        QTest::keyClicks(field, text);
-        QTest::keyClick(field, Qt::Key_Return);
     }
 
     QTemporaryDir dir;
@@ -109,7 +96,7 @@ TEST_F(ProjectOverridesEditorTest, EveryPortSourceHasItsOwnCaption)
 
 TEST_F(ProjectOverridesEditorTest, TypingAPortStoresItWhenEditingFinishesAndResetRemovesIt)
 {
-    type(editor.portField(), QStringLiteral("4321"));
+    KeyPresses::retype(editor.portField(), QStringLiteral("4321"));
 
     EXPECT_EQ(overrides.port(dir.path()), 4321);
     EXPECT_EQ(settings->projectPorts(),
@@ -129,13 +116,13 @@ TEST_F(ProjectOverridesEditorTest, TypingAPortStoresItWhenEditingFinishesAndRese
 
 TEST_F(ProjectOverridesEditorTest, TheSamePortAgainStoresNothing)
 {
-    type(editor.portField(), QStringLiteral("5173"));
+    KeyPresses::retype(editor.portField(), QStringLiteral("5173"));
     EXPECT_FALSE(settings->projectPorts().has_value());
 }
 
 TEST_F(ProjectOverridesEditorTest, TypingACommandStoresItAndResetReturnsToTheDefault)
 {
-    type(editor.commandField(), QStringLiteral("yarn storybook"));
+    KeyPresses::retype(editor.commandField(), QStringLiteral("yarn storybook"));
 
     EXPECT_EQ(overrides.command(dir.path()), QStringLiteral("yarn storybook"));
     EXPECT_EQ(editor.commandField()->text(), QStringLiteral("yarn storybook"));
@@ -153,12 +140,12 @@ TEST_F(ProjectOverridesEditorTest, TypingACommandStoresItAndResetReturnsToTheDef
 TEST_F(ProjectOverridesEditorTest, AnEmptiedCommandOrTheDefaultOneMeansNoOverride)
 {
     overrides.setCommand(dir.path(), QStringLiteral("yarn dev"));
-    type(editor.commandField(), QString());
+    KeyPresses::retype(editor.commandField(), QString());
     EXPECT_EQ(overrides.command(dir.path()), std::nullopt);
     EXPECT_EQ(editor.commandField()->text(), QStringLiteral("npm run dev"));
 
     overrides.setCommand(dir.path(), QStringLiteral("yarn dev"));
-    type(editor.commandField(), QStringLiteral("npm run dev"));
+    KeyPresses::retype(editor.commandField(), QStringLiteral("npm run dev"));
     EXPECT_EQ(overrides.command(dir.path()), std::nullopt);
     EXPECT_FALSE(settings->projectCommands().has_value());
 }

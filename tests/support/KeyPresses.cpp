@@ -1,7 +1,10 @@
 #include "KeyPresses.h"
 
+#include <QAbstractSpinBox>
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLineEdit>
+#include <QTest>
 #include <QWidget>
 
 bool KeyPresses::press(QWidget* receiver, const Press& press)
@@ -21,4 +24,17 @@ bool KeyPresses::press(QWidget* receiver, const Press& press)
     QKeyEvent keyRelease = make(QEvent::KeyRelease);
     QApplication::sendEvent(receiver, &keyRelease);
     return accepted;
+}
+
+void KeyPresses::retype(QWidget* field, const QString& text)
+{
+    field->setFocus();
+    if (auto* line = qobject_cast<QLineEdit*>(field)) {
+        line->selectAll();
+    } else if (auto* spin = qobject_cast<QAbstractSpinBox*>(field)) {
+        spin->selectAll();
+    }
+    QTest::keyClick(field, Qt::Key_Backspace);
+    QTest::keyClicks(field, text);
+    QTest::keyClick(field, Qt::Key_Return);
 }

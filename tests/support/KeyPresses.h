@@ -22,4 +22,8 @@ struct Press
 // Returns whether the press was accepted by someone.
 bool press(QWidget* receiver, const Press& press);
 
+// Replaces the text of a line edit or spin box by typing, then presses Return, as a person
+// editing the field does.
+void retype(QWidget* field, const QString& text);
+
 } // namespace KeyPresses
