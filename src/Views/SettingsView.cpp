@@ -8,6 +8,7 @@
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Theme.h"
 #include "Views/FolderChooser.h"
+#include "Views/LoginItemSwitch.h"
 #include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
 
@@ -322,6 +323,9 @@ void SettingsView::makeStatusSection()
     row->addWidget(statusIndicator);
     row->addWidget(statusText);
     row->addStretch(1);
+    loginSwitch = new LoginItemSwitch(nullptr, parent);
+    loginSwitch->setFont(captionFont(loginSwitch->font()));
+    row->addWidget(loginSwitch);
     section->addLayout(row);
 }
 
