@@ -31,6 +31,10 @@ if(APPLE)
     set(status_bar_images
         ${CMAKE_SOURCE_DIR}/src/Resources/StatusBarIcon.png
         ${CMAKE_SOURCE_DIR}/src/Resources/StatusBarIcon@2x.png)
+    # The command belongs to this folder; the target that runs it lets the executable's folder
+    # use its output.
+    add_custom_target(wisp_app_icon DEPENDS ${icns})
+    add_dependencies(wisp wisp_app_icon)
     target_sources(wisp PRIVATE ${icns} ${status_bar_images})
     set_source_files_properties(${icns} ${status_bar_images} TARGET_DIRECTORY wisp
         PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
