@@ -1,9 +1,7 @@
 #include "Platform/FolderAccess.h"
 
+#include "Platform/ResolvedFolders.h"
 #include "Platform/macos/CFRef.h"
-
-#include <QDir>
-#include <QHash>
 
 namespace {
 
@@ -27,7 +25,7 @@ public:
     std::optional<QByteArray> createBookmark(const QUrl& url, QString* error) override
     {
         // A folder inside a resolved one gets a bookmark of its own, not of the enclosing one.
-        const CFRef<CFURLRef> cfURL = scopedURL(url, Match::exact);
+        const CFRef<CFURLRef> cfURL = scopedURL(url, Folders::Match::exact);
         if (!cfURL) {
             if (error) {
                 *error = QStringLiteral("Invalid folder URL");
@@ -62,43 +60,37 @@ public:
             return std::nullopt;
         }
         const QUrl folder = QUrl::fromCFURL(url.get());
-        resolved.insert(key(folder), std::move(url));
+        resolved.keep(folder, std::move(url));
         return ResolvedBookmark{folder, isStale != 0};
     }
 
     bool startAccessing(const QUrl& url) override
     {
-        const CFRef<CFURLRef> cfURL = scopedURL(url, Match::enclosing);
+        const CFRef<CFURLRef> cfURL = scopedURL(url, Folders::Match::enclosing);
         return cfURL && CFURLStartAccessingSecurityScopedResource(cfURL.get());
     }
 
     void stopAccessing(const QUrl& url) override
     {
-        if (const CFRef<CFURLRef> cfURL = scopedURL(url, Match::enclosing)) {
+        if (const CFRef<CFURLRef> cfURL = scopedURL(url, Folders::Match::enclosing)) {
             CFURLStopAccessingSecurityScopedResource(cfURL.get());
         }
     }
 
 private:
-    static QString key(const QUrl& url) { return QDir::cleanPath(url.toLocalFile()); }
+    using Folders = ResolvedFolders<CFRef<CFURLRef>>;
 
-    enum class Match { exact, enclosing };
-
-    // The resolved object for the folder, or with Match::enclosing for a resolved folder around
-    // it; else a plain URL made from the address, which carries no scope.
-    CFRef<CFURLRef> scopedURL(const QUrl& url, Match match) const
+    // The resolved object for the folder (or one around it); else a plain URL made from the
+    // address, which carries no scope.
+    CFRef<CFURLRef> scopedURL(const QUrl& url, Folders::Match match) const
     {
-        const QString path = key(url);
-        for (auto entry = resolved.cbegin(); entry != resolved.cend(); ++entry) {
-            if (path == entry.key() ||
-                (match == Match::enclosing && path.startsWith(entry.key() + QLatin1Char('/')))) {
-                return entry.value();
-            }
+        if (std::optional<CFRef<CFURLRef>> kept = resolved.find(url, match)) {
+            return *kept;
         }
         return CFRef<CFURLRef>(url.toCFURL());
     }
 
-    QHash<QString, CFRef<CFURLRef>> resolved;
+    Folders resolved;
 };
 
 } // namespace
