@@ -1,6 +1,7 @@
 #include "App/WispApp.h"
 
 #include "App/AppDelegate.h"
+#include "App/CommandLine.h"
 #include "App/SingleInstance.h"
 #include "Platform/GraphicalSession.h"
 #include "Platform/ReopenEvents.h"
@@ -12,9 +13,19 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <optional>
 
 int WispApp::main(int argc, char** argv)
 {
+    // Answered without a display, so that a terminal or a package check can ask.
+    QStringList arguments;
+    for (int index = 0; index < argc; ++index) {
+        arguments.append(QString::fromLocal8Bit(argv[index]));
+    }
+    if (const std::optional<int> exitCode = CommandLine::handle(arguments)) {
+        return *exitCode;
+    }
+
     // Qt aborts when it finds no display; say why instead.
     const QString missingDisplay = GraphicalSession::missingDisplayReason();
     if (!missingDisplay.isEmpty()) {

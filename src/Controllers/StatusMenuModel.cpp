@@ -225,28 +225,12 @@ QString StatusMenuModel::shownShortcut(const StatusMenuItem& item, ShortcutText:
 Qt::KeyboardModifiers StatusMenuModel::qtModifiers(std::uint64_t modifierMask,
                                                    StatusMenuItem::ShortcutScope scope)
 {
-    if (scope == StatusMenuItem::ShortcutScope::global) {
-        // The menu flags are the hot key module's own modifier flags.
-        return ModifierFlags(modifierMask &
-                             (commandModifier | shiftModifier | optionModifier | controlModifier))
-            .toQt();
-    }
-    // Qt::ControlModifier is the platform's command key: Command (⌘) on macOS, where Qt swaps
-    // the names, and Ctrl elsewhere.
-    Qt::KeyboardModifiers modifiers;
-    if (modifierMask & commandModifier) {
-        modifiers |= Qt::ControlModifier;
-    }
-    if (modifierMask & controlModifier) {
-        modifiers |= Qt::MetaModifier;
-    }
-    if (modifierMask & optionModifier) {
-        modifiers |= Qt::AltModifier;
-    }
-    if (modifierMask & shiftModifier) {
-        modifiers |= Qt::ShiftModifier;
-    }
-    return modifiers;
+    // The menu flags are the hot key module's own modifier flags, and so is the translation to
+    // Qt's names of the keys.
+    const ModifierFlags flags(modifierMask &
+                              (commandModifier | shiftModifier | optionModifier | controlModifier));
+    return scope == StatusMenuItem::ShortcutScope::global ? flags.toQt()
+                                                          : flags.toQtApplicationShortcut();
 }
 
 QKeySequence StatusMenuModel::keySequence(const QString& keyEquivalent, std::uint64_t modifierMask,

@@ -39,6 +39,10 @@ public:
     // The exact inverse of fromQt for command, shift, option and control: the Qt modifiers that
     // press the same keys the hot key backend grabs.
     Qt::KeyboardModifiers toQt() const;
+    // The Qt modifiers of an application's own menu shortcut, whose command flag is the
+    // platform's shortcut key: Command on macOS (minding Qt's swap of the names, as toQt does),
+    // Ctrl elsewhere, where the Control flag then goes to the Super key.
+    Qt::KeyboardModifiers toQtApplicationShortcut() const;
 
     std::uint32_t carbonFlags() const;
     // "⌃", "⌥", "⇧", "⌘" in that order, each only when set.

@@ -9,6 +9,7 @@
 #include "Utilities/Theme.h"
 #include "Views/Caption.h"
 #include "Views/FolderChooser.h"
+#include "Views/LoginItemSwitch.h"
 #include "Views/ProjectOverridesEditor.h"
 #include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
@@ -313,6 +314,9 @@ void SettingsView::makeStatusSection()
     row->addWidget(statusIndicator);
     row->addWidget(statusText);
     row->addStretch(1);
+    loginSwitch = new LoginItemSwitch(nullptr, parent);
+    loginSwitch->setFont(Caption::font(loginSwitch->font()));
+    row->addWidget(loginSwitch);
     section->addLayout(row);
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 
 class FolderChooser;
+class LoginItemSwitch;
 class PermissionsManager;
 class ProjectManaging;
 class ProjectOverrides;
@@ -65,6 +66,8 @@ public:
     QToolButton* clearButton() const { return clearCustomURL; }
     QLabel* statusDot() const { return statusIndicator; }
     QLabel* statusLabel() const { return statusText; }
+    // "Open at login", beside the server status.
+    LoginItemSwitch* loginItemSwitch() const { return loginSwitch; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -111,4 +114,5 @@ private:
     QToolButton* clearCustomURL = nullptr;
     QLabel* statusIndicator = nullptr;
     QLabel* statusText = nullptr;
+    LoginItemSwitch* loginSwitch = nullptr;
 };

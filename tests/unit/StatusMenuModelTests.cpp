@@ -358,6 +358,22 @@ TEST(StatusMenuModelTest, ApplicationShortcutsUseThePlatformCommandKey)
                     .isEmpty());
 }
 
+TEST(StatusMenuModelTest, ApplicationShortcutsFollowTheHotKeyModulesTranslation)
+{
+    using Scope = StatusMenuItem::ShortcutScope;
+    for (const std::uint64_t mask :
+         {StatusMenuModel::commandModifier, StatusMenuModel::shiftModifier,
+          StatusMenuModel::optionModifier, StatusMenuModel::controlModifier,
+          StatusMenuModel::commandModifier | StatusMenuModel::shiftModifier}) {
+        EXPECT_EQ(StatusMenuModel::qtModifiers(mask, Scope::application),
+                  ModifierFlags(mask).toQtApplicationShortcut());
+    }
+    // Bits other than the four modifiers are dropped.
+    EXPECT_EQ(StatusMenuModel::qtModifiers(StatusMenuModel::commandModifier | 0x10000,
+                                           Scope::application),
+              ModifierFlags(ModifierFlags::command).toQtApplicationShortcut());
+}
+
 TEST(StatusMenuModelTest, GlobalShortcutShowsTheKeysTheHotKeyModuleGrabs)
 {
     using Scope = StatusMenuItem::ShortcutScope;

@@ -1,11 +1,14 @@
 #include "HotKey/KeyCombo.h"
 
+#include "Platform/macos/CFRef.h"
+
 #include <QString>
 #include <QVariant>
 
 // Keep AssertMacros' lower-case `check`, `verify` and `require` out of C++ code.
 #define __ASSERT_MACROS_DEFINE_VERSIONS_WITHOUT_UNDERSCORES 0
 #include <Carbon/Carbon.h>
+#include <CoreFoundation/CoreFoundation.h>
 
 namespace {
 
@@ -33,31 +36,30 @@ QVariant toVariant(CFTypeRef value)
 
 QVariant entryValue(CFDictionaryRef entry, const char* key)
 {
-    const CFStringRef cfKey =
-        CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8);
+    const CFRef<CFStringRef> cfKey(
+        CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8));
     if (!cfKey) {
         return {};
     }
-    const QVariant value = toVariant(CFDictionaryGetValue(entry, cfKey));
-    CFRelease(cfKey);
-    return value;
+    // Get rule: the value belongs to the dictionary.
+    return toVariant(CFDictionaryGetValue(entry, cfKey.get()));
 }
 
 } // namespace
 
 QList<KeyCombo> KeyCombo::systemKeyCombos()
 {
-    CFArrayRef hotKeys = nullptr;
-    if (CopySymbolicHotKeys(&hotKeys) != noErr || !hotKeys) {
+    CFRef<CFArrayRef> hotKeys;
+    if (CopySymbolicHotKeys(hotKeys.adopt()) != noErr || !hotKeys) {
         return {};
     }
 
     static const char* const keys[] = {"kHISymbolicHotKeyCode", "kHISymbolicHotKeyModifiers",
                                        "kHISymbolicHotKeyEnabled"};
     QVariantList entries;
-    const CFIndex count = CFArrayGetCount(hotKeys);
+    const CFIndex count = CFArrayGetCount(hotKeys.get());
     for (CFIndex index = 0; index < count; ++index) {
-        const CFTypeRef item = CFArrayGetValueAtIndex(hotKeys, index);
+        const CFTypeRef item = CFArrayGetValueAtIndex(hotKeys.get(), index);
         QVariantMap entry;
         if (item && CFGetTypeID(item) == CFDictionaryGetTypeID()) {
             for (const char* key : keys) {
@@ -69,6 +71,5 @@ QList<KeyCombo> KeyCombo::systemKeyCombos()
         }
         entries.append(entry);
     }
-    CFRelease(hotKeys);
     return fromSymbolicHotKeys(entries);
 }

@@ -56,3 +56,9 @@ Qt::KeyboardModifiers ModifierFlags::toQt() const
     }
     return modifiers;
 }
+
+Qt::KeyboardModifiers ModifierFlags::toQtApplicationShortcut() const
+{
+    // On macOS an application shortcut presses the same keys as a global one.
+    return toQt();
+}

@@ -36,3 +36,21 @@ Qt::KeyboardModifiers ModifierFlags::toQt() const
     }
     return modifiers;
 }
+
+Qt::KeyboardModifiers ModifierFlags::toQtApplicationShortcut() const
+{
+    Qt::KeyboardModifiers modifiers;
+    if (contains(command)) {
+        modifiers |= Qt::ControlModifier;
+    }
+    if (contains(control)) {
+        modifiers |= Qt::MetaModifier;
+    }
+    if (contains(option)) {
+        modifiers |= Qt::AltModifier;
+    }
+    if (contains(shift)) {
+        modifiers |= Qt::ShiftModifier;
+    }
+    return modifiers;
+}

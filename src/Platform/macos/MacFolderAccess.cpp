@@ -1,6 +1,7 @@
 #include "Platform/FolderAccess.h"
 
-#include <CoreFoundation/CoreFoundation.h>
+#include "Platform/ResolvedFolders.h"
+#include "Platform/macos/CFRef.h"
 
 namespace {
 
@@ -9,94 +10,95 @@ QString describe(CFErrorRef error)
     if (!error) {
         return QStringLiteral("Unknown error");
     }
-    CFStringRef description = CFErrorCopyDescription(error);
-    const QString text = description ? QString::fromCFString(description) : QString();
-    if (description) {
-        CFRelease(description);
-    }
-    return text;
+    const CFRef<CFStringRef> description(CFErrorCopyDescription(error));
+    return description ? QString::fromCFString(description.get()) : QString();
 }
 
-// Security-scoped bookmarks through CoreFoundation (CFURL bookmark and security-scope calls).
+// Security-scoped bookmarks through CoreFoundation. The security scope travels with the URL
+// object that resolving a bookmark returns, not with its path: a CFURL made again from the path
+// cannot start access in a sandbox, nor create a fresh bookmark for a stale one. So the resolved
+// objects are kept, by folder, and start, stop and bookmark creation use them; a folder inside a
+// resolved one is reached through it.
 class MacFolderAccess final : public FolderAccess
 {
 public:
     std::optional<QByteArray> createBookmark(const QUrl& url, QString* error) override
     {
-        CFURLRef cfURL = url.toCFURL();
+        // A folder inside a resolved one gets a bookmark of its own, not of the enclosing one.
+        const CFRef<CFURLRef> cfURL = scopedURL(url, Folders::Match::exact);
         if (!cfURL) {
             if (error) {
                 *error = QStringLiteral("Invalid folder URL");
             }
             return std::nullopt;
         }
-        CFErrorRef cfError = nullptr;
-        CFDataRef data = CFURLCreateBookmarkData(kCFAllocatorDefault, cfURL,
-                                                 kCFURLBookmarkCreationWithSecurityScope, nullptr,
-                                                 nullptr, &cfError);
-        CFRelease(cfURL);
+        CFRef<CFErrorRef> cfError;
+        const CFRef<CFDataRef> data(CFURLCreateBookmarkData(kCFAllocatorDefault, cfURL.get(),
+                                                            kCFURLBookmarkCreationWithSecurityScope,
+                                                            nullptr, nullptr, cfError.adopt()));
         if (!data) {
             if (error) {
-                *error = describe(cfError);
-            }
-            if (cfError) {
-                CFRelease(cfError);
+                *error = describe(cfError.get());
             }
             return std::nullopt;
         }
-        const QByteArray bytes = QByteArray::fromCFData(data);
-        CFRelease(data);
-        return bytes;
+        return QByteArray::fromCFData(data.get());
     }
 
     std::optional<ResolvedBookmark> resolveBookmark(const QByteArray& data) override
     {
-        CFDataRef cfData = data.toCFData();
+        const CFRef<CFDataRef> cfData(data.toCFData());
         if (!cfData) {
             return std::nullopt;
         }
         Boolean isStale = false;
-        CFErrorRef cfError = nullptr;
-        CFURLRef url = CFURLCreateByResolvingBookmarkData(kCFAllocatorDefault, cfData,
-                                                          kCFURLBookmarkResolutionWithSecurityScope,
-                                                          nullptr, nullptr, &isStale, &cfError);
-        CFRelease(cfData);
-        if (cfError) {
-            CFRelease(cfError);
-        }
+        CFRef<CFErrorRef> cfError;
+        CFRef<CFURLRef> url(CFURLCreateByResolvingBookmarkData(
+            kCFAllocatorDefault, cfData.get(), kCFURLBookmarkResolutionWithSecurityScope, nullptr,
+            nullptr, &isStale, cfError.adopt()));
         if (!url) {
             return std::nullopt;
         }
-        ResolvedBookmark resolved{QUrl::fromCFURL(url), isStale != 0};
-        CFRelease(url);
-        return resolved;
+        const QUrl folder = QUrl::fromCFURL(url.get());
+        resolved.keep(folder, std::move(url));
+        return ResolvedBookmark{folder, isStale != 0};
     }
 
     bool startAccessing(const QUrl& url) override
     {
-        CFURLRef cfURL = url.toCFURL();
-        if (!cfURL) {
-            return false;
-        }
-        const bool granted = CFURLStartAccessingSecurityScopedResource(cfURL);
-        CFRelease(cfURL);
-        return granted;
+        const CFRef<CFURLRef> cfURL = scopedURL(url, Folders::Match::enclosing);
+        return cfURL && CFURLStartAccessingSecurityScopedResource(cfURL.get());
     }
 
     void stopAccessing(const QUrl& url) override
     {
-        CFURLRef cfURL = url.toCFURL();
-        if (!cfURL) {
-            return;
+        if (const CFRef<CFURLRef> cfURL = scopedURL(url, Folders::Match::enclosing)) {
+            CFURLStopAccessingSecurityScopedResource(cfURL.get());
         }
-        CFURLStopAccessingSecurityScopedResource(cfURL);
-        CFRelease(cfURL);
     }
+
+private:
+    using Folders = ResolvedFolders<CFRef<CFURLRef>>;
+
+    // The resolved object for the folder (or one around it); else a plain URL made from the
+    // address, which carries no scope.
+    CFRef<CFURLRef> scopedURL(const QUrl& url, Folders::Match match) const
+    {
+        if (std::optional<CFRef<CFURLRef>> kept = resolved.find(url, match)) {
+            return *kept;
+        }
+        return CFRef<CFURLRef>(url.toCFURL());
+    }
+
+    Folders resolved;
 };
 
 } // namespace
 
 std::shared_ptr<FolderAccess> FolderAccess::makeSystemFolderAccess()
 {
-    return std::make_shared<MacFolderAccess>();
+    // One for the process: the settings, the scan and the server start share the resolved
+    // objects, as the process shares the security scope they grant.
+    static const std::shared_ptr<FolderAccess> shared = std::make_shared<MacFolderAccess>();
+    return shared;
 }

@@ -57,3 +57,22 @@ TEST(ModifierFlagsQt, ToQtIsTheExactInverseOfFromQt)
         EXPECT_EQ(modifierFlags.toQt(), modifiers) << combination;
     }
 }
+
+TEST(ModifierFlagsQt, ApplicationShortcutsUseCtrlForTheCommandFlag)
+{
+    EXPECT_EQ(ModifierFlags(ModifierFlags::command).toQtApplicationShortcut(),
+              Qt::KeyboardModifiers(Qt::ControlModifier));
+    EXPECT_EQ(ModifierFlags(ModifierFlags::control).toQtApplicationShortcut(),
+              Qt::KeyboardModifiers(Qt::MetaModifier));
+    EXPECT_EQ(ModifierFlags(ModifierFlags::option).toQtApplicationShortcut(),
+              Qt::KeyboardModifiers(Qt::AltModifier));
+    EXPECT_EQ(ModifierFlags(ModifierFlags::shift).toQtApplicationShortcut(),
+              Qt::KeyboardModifiers(Qt::ShiftModifier));
+    EXPECT_EQ(ModifierFlags(ModifierFlags::capsLock).toQtApplicationShortcut(),
+              Qt::KeyboardModifiers());
+    EXPECT_EQ(QKeySequence(
+                  QKeyCombination(ModifierFlags(ModifierFlags::command).toQtApplicationShortcut(),
+                                  Qt::Key_Q))
+                  .toString(),
+              QStringLiteral("Ctrl+Q"));
+}

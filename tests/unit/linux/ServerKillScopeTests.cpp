@@ -1,8 +1,6 @@
 #include "Controllers/ProjectSwitcher.h"
 #include "Managers/ServerManager.h"
 
-#include "ServerFixture.h"
-#include "ServerTestSupport.h"
 #include "fakes/FakeBrowserManager.h"
 #include "fakes/FakeFolderAccess.h"
 #include "fakes/FakeProjectManager.h"
@@ -11,6 +9,8 @@
 #include "support/QtPrinters.h"
 #include "support/TestSettings.h"
 #include "support/TestSupport.h"
+#include "unit/ServerFixture.h"
+#include "unit/ServerTestSupport.h"
 
 #include <QTemporaryDir>
 

@@ -1,0 +1,50 @@
+#include "Platform/BrowserLocator.h"
+
+#import <AppKit/AppKit.h>
+#import <Foundation/Foundation.h>
+
+namespace {
+
+// Any plain-http address on a reserved example host: the workspace answers with the
+// application that handles the scheme.
+NSString* const probeAddress = @"http://example.com";
+
+// Asks the workspace (AppKit) for applications by bundle identifier and for the default
+// handler of http addresses. Launch Services' C look-ups for the same are deprecated since
+// macOS 12. Objects come autoreleased; the pools release them before returning.
+class MacBrowserLocator final : public BrowserLocator
+{
+public:
+    bool isInstalled(Browser browser) const override
+    {
+        const QString identifier = browser.bundleIdentifier();
+        if (identifier.isEmpty()) {
+            return false;
+        }
+        @autoreleasepool {
+            NSArray<NSURL*>* urls = [[NSWorkspace sharedWorkspace]
+                URLsForApplicationsWithBundleIdentifier:identifier.toNSString()];
+            return urls.count > 0;
+        }
+    }
+
+    std::optional<QString> defaultBrowserIdentifier() const override
+    {
+        @autoreleasepool {
+            NSURL* probe = [NSURL URLWithString:probeAddress];
+            NSURL* application = [[NSWorkspace sharedWorkspace] URLForApplicationToOpenURL:probe];
+            if (!application) {
+                return std::nullopt;
+            }
+            NSString* identifier = [NSBundle bundleWithURL:application].bundleIdentifier;
+            return identifier ? QString::fromNSString(identifier) : QString();
+        }
+    }
+};
+
+} // namespace
+
+std::shared_ptr<BrowserLocator> BrowserLocator::makeSystemLocator()
+{
+    return std::make_shared<MacBrowserLocator>();
+}
