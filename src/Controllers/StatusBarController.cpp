@@ -4,6 +4,7 @@
 #include "Controllers/ProjectSwitcher.h"
 #include "Controllers/StatusIconRenderer.h"
 #include "Controllers/StatusMenuRenderer.h"
+#include "Managers/HotKeyManager.h"
 #include "Managers/SettingsManager.h"
 #include "Protocols/BrowserManaging.h"
 #include "Protocols/ProjectManaging.h"
@@ -125,6 +126,9 @@ void StatusBarController::createMenu()
 {
     // A top-level popup of its own; it is never handed to the tray icon.
     menu = new QMenu();
+    // Items' tooltips show on hover as native menus show them: a project's folder, and why the
+    // main item shows no shortcut.
+    menu->setToolTipsVisible(true);
 }
 
 // --- icon ---
@@ -169,6 +173,11 @@ void StatusBarController::setupObservers()
                                 [this]() { rebuildMenu(); }));
     cancellables.append(connect(projectManager, &ProjectManaging::selectedProjectChanged, this,
                                 [this]() { rebuildMenu(); }));
+    // The main item shows the shortcut only while the desktop lets the application have it.
+    if (hotKeyManager) {
+        cancellables.append(connect(hotKeyManager, &HotKeyManager::registrationChanged, this,
+                                    [this]() { rebuildMenu(); }));
+    }
 
     appearanceWatcher = new AppearanceWatcher(this);
     cancellables.append(connect(appearanceWatcher, &AppearanceWatcher::appearanceChanged, this,
@@ -248,6 +257,10 @@ StatusMenuState StatusBarController::menuState() const
     state.status = serverManager->status();
     state.hotKeyCode = settingsManager->hotKeyCodeInt();
     state.hotKeyModifiers = settingsManager->hotKeyModifiersInt();
+    if (hotKeyManager) {
+        state.hotKeyRegistered = hotKeyManager->isRegistered();
+        state.hotKeyProblem = hotKeyManager->registrationProblem();
+    }
     return state;
 }
 
@@ -283,6 +296,9 @@ StatusBarController::serverActionTitle(const Project& project) const
 
 QString StatusBarController::hotkeyKeyEquivalent() const
 {
+    if (hotKeyManager && !hotKeyManager->isRegistered()) {
+        return {};
+    }
     return StatusMenuModel::hotkeyKeyEquivalent(settingsManager->hotKeyCodeInt());
 }
 
