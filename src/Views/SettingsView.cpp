@@ -246,7 +246,7 @@ void SettingsView::makeShortcutSection()
     });
     section->addWidget(recorder, 0, Qt::AlignLeft);
 
-    shortcutProblem = captionLabel(QString(), parent);
+    shortcutProblem = Caption::label(QString(), parent);
     shortcutProblem->setWordWrap(true);
     QPalette warning = shortcutProblem->palette();
     warning.setColor(QPalette::WindowText, Theme::warning());
