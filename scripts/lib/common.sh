@@ -11,9 +11,11 @@ WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
 # nodejs and npm: the end-to-end tests start a Node project through "npm run dev", which runs with
 # the servers' fixed PATH, so both must live in /usr/bin. The first-run test finds widgets through
 # the accessibility tree (dbus-daemon, at-spi2-core, python3-pyatspi) and keeps screenshots
-# (imagemagick).
+# (imagemagick). The tray is also tested under a StatusNotifierItem host and watcher
+# (haskell-gtk-sni-tray-utils, haskell-status-notifier-item-utils).
 WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daemon at-spi2-core
-              python3-pyatspi imagemagick)
+              python3-pyatspi imagemagick haskell-gtk-sni-tray-utils
+              haskell-status-notifier-item-utils)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
 

@@ -23,14 +23,20 @@ QString PrivateSessionBus::missingTool()
 
 bool PrivateSessionBus::start(QString* error)
 {
+    // A socket file in a folder of its own (some clients cannot reach abstract sockets), removed
+    // with the folder.
+    socketFolder = std::make_unique<QTemporaryDir>();
+    if (!socketFolder->isValid()) {
+        *error = QStringLiteral("no folder for the bus socket: ") + socketFolder->errorString();
+        return false;
+    }
     daemon = std::make_unique<QProcess>();
     daemon->setStandardErrorFile(QProcess::nullDevice());
-    // An abstract socket: nothing is left in the file system.
-    daemon->start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                   QStringLiteral("--address=unix:abstract=/tmp/wisp-test-bus-") +
-                       QUuid::createUuid().toString(QUuid::Id128),
-                   QStringLiteral("--print-address=1")});
+    daemon->start(
+        QStringLiteral("dbus-daemon"),
+        {QStringLiteral("--session"), QStringLiteral("--nofork"),
+         QStringLiteral("--address=unix:path=") + socketFolder->filePath(QStringLiteral("bus")),
+         QStringLiteral("--print-address=1")});
     if (!daemon->waitForStarted(10000)) {
         *error = QStringLiteral("dbus-daemon did not start: ") + daemon->errorString();
         stop();
@@ -68,6 +74,7 @@ void PrivateSessionBus::stop()
         }
     }
     daemon.reset();
+    socketFolder.reset();
     busAddress.clear();
 }
 

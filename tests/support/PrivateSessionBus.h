@@ -4,6 +4,7 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
+#include <QTemporaryDir>
 
 #include <memory>
 
@@ -32,6 +33,7 @@ public:
     static QString missingTool();
 
 private:
+    std::unique_ptr<QTemporaryDir> socketFolder;
     std::unique_ptr<QProcess> daemon;
     QString busAddress;
     QString connectionName;
