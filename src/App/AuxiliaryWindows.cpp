@@ -36,8 +36,10 @@ void AuxiliaryWindows::showSettings()
     if (!settingsPopover) {
         settingsPopover = new SettingsPopover();
     }
-    settingsPopover->setContent(new SettingsView(settingsManager, projectManager, serverManager,
-                                                 permissionsManager, folderChooser));
+    auto* view = new SettingsView(settingsManager, projectManager, serverManager,
+                                  permissionsManager, folderChooser);
+    view->setHotKeyManager(hotKeyManager);
+    settingsPopover->setContent(view);
 
     QRect anchor = statusItemGeometry ? statusItemGeometry() : QRect();
     if (!anchor.isValid() || anchor.isEmpty()) {

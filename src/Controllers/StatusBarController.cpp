@@ -4,6 +4,7 @@
 #include "Controllers/ProjectSwitcher.h"
 #include "Controllers/StatusIconRenderer.h"
 #include "Controllers/StatusMenuRenderer.h"
+#include "Managers/HotKeyManager.h"
 #include "Managers/SettingsManager.h"
 #include "Protocols/BrowserManaging.h"
 #include "Protocols/ProjectManaging.h"
@@ -169,6 +170,11 @@ void StatusBarController::setupObservers()
                                 [this]() { rebuildMenu(); }));
     cancellables.append(connect(projectManager, &ProjectManaging::selectedProjectChanged, this,
                                 [this]() { rebuildMenu(); }));
+    // The main item shows the shortcut only while the desktop lets the application have it.
+    if (hotKeyManager) {
+        cancellables.append(connect(hotKeyManager, &HotKeyManager::registrationChanged, this,
+                                    [this]() { rebuildMenu(); }));
+    }
 
     appearanceWatcher = new AppearanceWatcher(this);
     cancellables.append(connect(appearanceWatcher, &AppearanceWatcher::appearanceChanged, this,
@@ -248,6 +254,10 @@ StatusMenuState StatusBarController::menuState() const
     state.status = serverManager->status();
     state.hotKeyCode = settingsManager->hotKeyCodeInt();
     state.hotKeyModifiers = settingsManager->hotKeyModifiersInt();
+    if (hotKeyManager) {
+        state.hotKeyRegistered = hotKeyManager->isRegistered();
+        state.hotKeyProblem = hotKeyManager->registrationProblem();
+    }
     return state;
 }
 
@@ -283,6 +293,9 @@ StatusBarController::serverActionTitle(const Project& project) const
 
 QString StatusBarController::hotkeyKeyEquivalent() const
 {
+    if (hotKeyManager && !hotKeyManager->isRegistered()) {
+        return {};
+    }
     return StatusMenuModel::hotkeyKeyEquivalent(settingsManager->hotKeyCodeInt());
 }
 

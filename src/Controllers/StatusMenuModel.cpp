@@ -42,7 +42,10 @@ const QHash<qint64, QString>& ansiCharacterKeys()
 
 StatusMenuItem mainItem(const StatusMenuState& state)
 {
-    const QString key = StatusMenuModel::hotkeyKeyEquivalent(state.hotKeyCode);
+    // A shortcut that does not work is not advertised.
+    const QString key =
+        state.hotKeyRegistered ? StatusMenuModel::hotkeyKeyEquivalent(state.hotKeyCode) : QString();
+    const QString problem = state.hotKeyRegistered ? QString() : state.hotKeyProblem;
     const std::uint64_t mask =
         key.isEmpty()
             ? 0
@@ -53,6 +56,7 @@ StatusMenuItem mainItem(const StatusMenuState& state)
         item.keyEquivalent = key;
         item.keyEquivalentModifierMask = mask;
         item.keyEquivalentScope = StatusMenuItem::ShortcutScope::global;
+        item.toolTip = problem;
         item.imageName = QStringLiteral("eye");
         item.imageDescription = QStringLiteral("Custom URL");
         return item;
@@ -64,6 +68,7 @@ StatusMenuItem mainItem(const StatusMenuState& state)
         item.keyEquivalent = key;
         item.keyEquivalentModifierMask = mask;
         item.keyEquivalentScope = StatusMenuItem::ShortcutScope::global;
+        item.toolTip = problem;
         item.imageName = QStringLiteral("eye");
         item.imageDescription = QStringLiteral("Find");
         return item;

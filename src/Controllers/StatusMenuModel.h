@@ -19,6 +19,10 @@ struct StatusMenuState
     // The stored global shortcut: a Carbon virtual key code and Carbon modifier bits.
     qint64 hotKeyCode = 0;
     qint64 hotKeyModifiers = 0;
+    // Whether the desktop lets the application have that shortcut; the main item shows it only
+    // then, and otherwise carries `hotKeyProblem` as its tooltip.
+    bool hotKeyRegistered = true;
+    QString hotKeyProblem;
 };
 
 // The status menu as data, built from scratch from the state.

@@ -31,3 +31,12 @@ void HotKey::setPaused(bool isPaused)
         HotKeysController::register_(this);
     }
 }
+
+void HotKey::setRegistration(HotKeyRegistration registration)
+{
+    if (registration == currentRegistration) {
+        return;
+    }
+    currentRegistration = registration;
+    emit registrationChanged(registration);
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HotKeyRegistration.h"
 #include "KeyCombo.h"
 
 #include <QObject>
@@ -37,6 +38,17 @@ public:
     // Pausing unregisters; resuming registers again, under a new id.
     void setPaused(bool isPaused);
 
+    // The event manager's answer to the latest registration; it may change while the hot key
+    // lives (a keyboard mapping change, an answer that comes later).
+    HotKeyRegistration registration() const { return currentRegistration; }
+
+signals:
+    void registrationChanged(HotKeyRegistration registration);
+
 private:
+    friend class HotKeysController;
+    void setRegistration(HotKeyRegistration registration);
+
     bool paused = false;
+    HotKeyRegistration currentRegistration = HotKeyRegistration::unavailable;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HotKeyEvent.h"
+#include "HotKeyRegistration.h"
 #include "KeyCombo.h"
 
 #include <memory>
@@ -14,10 +15,21 @@ public:
     // An opaque registration or handler reference; null stands for none.
     using Ref = void*;
 
+    // The answer to one registration. A backend whose answer changes later (the keyboard
+    // mapping moved the key, the desktop asked the user) reports the new one through
+    // HotKeysController::reportRegistration.
+    struct Registration
+    {
+        // What unregisterHotKey is given back; null when there is nothing to release.
+        Ref ref = nullptr;
+        HotKeyRegistration outcome = HotKeyRegistration::unavailable;
+    };
+
     virtual ~HotKeyBackend() = default;
 
-    // Registers `keyCombo` under `hotKeyID`; null when the event manager refuses.
-    virtual Ref registerHotKey(const KeyCombo& keyCombo, HotKeyEvent::HotKeyID hotKeyID) = 0;
+    // Registers `keyCombo` under `hotKeyID`.
+    virtual Registration registerHotKey(const KeyCombo& keyCombo,
+                                        HotKeyEvent::HotKeyID hotKeyID) = 0;
     virtual void unregisterHotKey(Ref registration) = 0;
     // Installs the event handler that forwards hot key events to the controller; null when it
     // could not be installed. The controller calls it once it has a registration, and keeps the

@@ -50,16 +50,29 @@ void HotKeysController::register_(HotKey* hotKey)
     // registration is refused; only unregistration drops it.
     hotKeys[id] = HotKeyBox{hotKey->identifier, hotKey, id, nullptr};
 
-    const HotKeyBackend::Ref registration =
+    const HotKeyBackend::Registration registration =
         backend().registerHotKey(hotKey->keyCombo, {eventHotKeySignature, id});
-    if (!registration) {
+    if (const auto box = hotKeys.find(id); box != hotKeys.end()) {
+        box->second.carbonEventHotKey = registration.ref;
+        box->second.registration = registration.outcome;
+    }
+    if (registration.ref && !installedEventHandler) {
+        installedEventHandler = backend().installEventHandler();
+    }
+    hotKey->setRegistration(registration.outcome);
+}
+
+void HotKeysController::reportRegistration(std::uint32_t carbonHotKeyID,
+                                           HotKeyRegistration registration)
+{
+    const auto box = hotKeys.find(carbonHotKeyID);
+    if (box == hotKeys.end()) {
         return;
     }
-    if (const auto box = hotKeys.find(id); box != hotKeys.end()) {
-        box->second.carbonEventHotKey = registration;
-    }
-    if (!installedEventHandler) {
-        installedEventHandler = backend().installEventHandler();
+    box->second.registration = registration;
+    // The hot key hears of it last: its listeners may unregister it.
+    if (HotKey* hotKey = box->second.hotKey.data()) {
+        hotKey->setRegistration(registration);
     }
 }
 

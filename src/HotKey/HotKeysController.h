@@ -36,6 +36,7 @@ public:
         std::uint32_t carbonHotKeyID = 0;
         // The event manager's registration; null until registration succeeds.
         HotKeyBackend::Ref carbonEventHotKey = nullptr;
+        HotKeyRegistration registration = HotKeyRegistration::unavailable;
     };
 
     HotKeysController() = delete;
@@ -43,9 +44,13 @@ public:
     // Boxes by the id given to the event manager.
     static std::map<std::uint32_t, HotKeyBox> hotKeys;
 
-    // Registers `hotKey` unless it already has a box. A refused registration is silent and keeps
-    // its box (without a registration) until the hot key is unregistered.
+    // Registers `hotKey` unless it already has a box. A refused registration keeps its box
+    // (without a registration) until the hot key is unregistered; the hot key's registration()
+    // says why it was refused.
     static void register_(HotKey* hotKey);
+    // A backend's new answer for the registration under `carbonHotKeyID`, given after
+    // registerHotKey returned. Unknown ids are ignored.
+    static void reportRegistration(std::uint32_t carbonHotKeyID, HotKeyRegistration registration);
     static void unregister(HotKey* hotKey);
     // Routes one event to its hot key's handler: noErr when a handler ran, eventNotHandledErr
     // when the event is not ours or nothing handles it, the read status when the id is unreadable.

@@ -130,7 +130,11 @@ QString killScriptHead(int port, const QString& lsofPath)
 {
     // Listeners only: a browser or an editor with a connection open to the server shares the
     // port too, and must not be signalled with its whole process group.
-    return QStringLiteral("    PIDS=$(") + lsofPath + QStringLiteral(" -ti:") +
+    QString options;
+    for (const QString& option : SystemTools::lsofOptions()) {
+        options += QLatin1Char(' ') + option;
+    }
+    return QStringLiteral("    PIDS=$(") + lsofPath + options + QStringLiteral(" -ti:") +
            QString::number(port) + QStringLiteral(" -sTCP:LISTEN 2>/dev/null)\n");
 }
 
@@ -362,8 +366,9 @@ void ServerManager::childEnded(QProcess* process, qint64 pid)
 
 QStringList ServerManager::portQueryArguments(int port)
 {
-    return {QStringLiteral("-i"), QStringLiteral(":") + QString::number(port),
-            QStringLiteral("-sTCP:LISTEN"), QStringLiteral("-t")};
+    return SystemTools::lsofOptions() +
+           QStringList{QStringLiteral("-i"), QStringLiteral(":") + QString::number(port),
+                       QStringLiteral("-sTCP:LISTEN"), QStringLiteral("-t")};
 }
 
 QCoro::Task<bool> ServerManager::checkPort(int port)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // Absolute paths of the system tools wisp runs as child processes. Children are always started
 // by absolute path; tests may point a path elsewhere to simulate a missing tool.
@@ -16,6 +17,10 @@ struct SystemTools
 
     // The platform's own lsof location.
     static QString defaultLsof();
+    // Options that go before every lsof query. Linux lsof warns on standard error about file
+    // systems it cannot look into (FUSE, network mounts), and that text must never read as a
+    // listener: "-w" there. None on macOS.
+    static QStringList lsofOptions();
 
     // The search path a development server gets in place of the inherited PATH.
     static QString serverSearchPath()

@@ -246,8 +246,18 @@ QWidget* OnboardingView::makeShortcutPage()
     connect(recorder, &OnboardingShortcutRecorder::recordingChanged, this,
             [this](bool recording) { isRecordingShortcut = recording; });
 
+    shortcutProblem = caption(QString(), this);
+    shortcutProblem->setWordWrap(true);
+    shortcutProblem->setMaximumWidth(360);
+    setTextColor(shortcutProblem, Theme::warning());
+    shortcutProblem->setVisible(false);
+    if (hotKeyManager) {
+        connect(hotKeyManager, &HotKeyManager::registrationChanged, this,
+                &OnboardingView::updateShortcutText);
+    }
+
     auto* note = caption(QStringLiteral("You can change this anytime in Settings"), this);
-    return page(this, {icon, heading, text, recorder, note});
+    return page(this, {icon, heading, text, recorder, shortcutProblem, note});
 }
 
 QWidget* OnboardingView::makePermissionsPage()
@@ -384,8 +394,16 @@ void OnboardingView::shortcutRecorded(std::uint32_t keyCode, std::uint32_t carbo
 
 void OnboardingView::updateShortcutText()
 {
-    recorder->setDisplayText(hotKeyManager ? hotKeyManager->hotkeyDisplayString()
-                                           : QStringLiteral("Not set"));
+    // A shortcut the desktop did not let us have is not shown as if it worked.
+    const QString problem = hotKeyManager ? hotKeyManager->registrationProblem() : QString();
+    if (!problem.isEmpty()) {
+        recorder->setDisplayText(QStringLiteral("Click to set"));
+    } else {
+        recorder->setDisplayText(hotKeyManager ? hotKeyManager->hotkeyDisplayString()
+                                               : QStringLiteral("Not set"));
+    }
+    shortcutProblem->setText(problem);
+    shortcutProblem->setVisible(!problem.isEmpty());
 }
 
 void OnboardingView::updateContent()

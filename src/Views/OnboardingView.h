@@ -61,6 +61,8 @@ public:
     QPushButton* continueButton() const { return next; }
     QPushButton* finishButton() const { return finisher; }
     OnboardingShortcutRecorder* shortcutRecorder() const { return recorder; }
+    // The line under the shortcut control saying that the shortcut cannot be had; hidden else.
+    QLabel* shortcutProblemLabel() const { return shortcutProblem; }
     PermissionRow* automationRow() const { return automation; }
     PermissionRow* accessibilityRow() const { return accessibility; }
     // The page of the current step.
@@ -88,6 +90,7 @@ private:
     QLabel* foundLabel = nullptr;
     QPushButton* chooser = nullptr;
     OnboardingShortcutRecorder* recorder = nullptr;
+    QLabel* shortcutProblem = nullptr;
     PermissionRow* automation = nullptr;
     PermissionRow* accessibility = nullptr;
     QList<QLabel*> dots;

@@ -1,5 +1,6 @@
 #include "Views/SettingsView.h"
 
+#include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/SettingsManager.h"
 #include "Models/BehaviorMode.h"
@@ -25,6 +26,8 @@
 #include <QSignalBlocker>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace {
 
@@ -224,8 +227,8 @@ void SettingsView::makeShortcutSection()
     QVBoxLayout* section = addSection(QStringLiteral("Shortcut"));
     QWidget* parent = section->parentWidget();
 
-    // Stored at once, but not registered: the hot key manager picks the new shortcut up at the
-    // next start.
+    // Stored at once, and registered only when the live shortcut does not work (see
+    // shortcutRecordingEnded).
     recorder = new ShortcutRecorderView(parent);
     if (settingsManager) {
         recorder->setKeyCode(settingsManager->hotKeyCode());
@@ -233,16 +236,31 @@ void SettingsView::makeShortcutSection()
     }
     connect(recorder, &ShortcutRecorderView::keyCodeChanged, this, [this](std::uint32_t keyCode) {
         if (settingsManager && settingsManager->hotKeyCode() != keyCode) {
+            shortcutEdited = shortcutEdited || recorder->isRecording();
             settingsManager->setHotKeyCode(keyCode);
         }
     });
     connect(recorder, &ShortcutRecorderView::modifiersChanged, this,
             [this](std::uint32_t modifiers) {
                 if (settingsManager && settingsManager->hotKeyModifiers() != modifiers) {
+                    shortcutEdited = shortcutEdited || recorder->isRecording();
                     settingsManager->setHotKeyModifiers(modifiers);
                 }
             });
+    connect(recorder, &ShortcutRecorderView::recordingChanged, this, [this](bool recording) {
+        if (!recording) {
+            shortcutRecordingEnded();
+        }
+    });
     section->addWidget(recorder, 0, Qt::AlignLeft);
+
+    shortcutProblem = captionLabel(QString(), parent);
+    shortcutProblem->setWordWrap(true);
+    QPalette warning = shortcutProblem->palette();
+    warning.setColor(QPalette::WindowText, Theme::warning());
+    shortcutProblem->setPalette(warning);
+    shortcutProblem->setVisible(false);
+    section->addWidget(shortcutProblem);
 
     accessibilityRow = new QWidget(parent);
     auto* row = new QHBoxLayout(accessibilityRow);
@@ -367,9 +385,56 @@ void SettingsView::settingChanged(const QString& key)
     } else if (key == QLatin1String("hotKeyCode")) {
         // One key at a time: a recording sets the code before the modifiers.
         recorder->setKeyCode(settingsManager->hotKeyCode());
+        if (!recorder->isRecording()) {
+            updateShortcutAvailability();
+        }
     } else if (key == QLatin1String("hotKeyModifiers")) {
         recorder->setModifiers(settingsManager->hotKeyModifiers());
+        if (!recorder->isRecording()) {
+            updateShortcutAvailability();
+        }
     }
+}
+
+void SettingsView::setHotKeyManager(HotKeyManager* manager)
+{
+    disconnect(registrationConnection);
+    hotKeyManager = manager;
+    if (manager) {
+        registrationConnection = connect(manager, &HotKeyManager::registrationChanged, this,
+                                         &SettingsView::updateShortcutAvailability);
+    }
+    updateShortcutAvailability();
+}
+
+void SettingsView::shortcutRecordingEnded()
+{
+    const bool edited = std::exchange(shortcutEdited, false);
+    // While the live shortcut works, a new one waits for the next start, as it always has: the
+    // recording only finds out whether it could be had. While the live one does not work there
+    // is nothing to keep, so the new one is registered at once and works right away.
+    if (edited && hotKeyManager && settingsManager && settingsManager->hotKeyCode() != 0 &&
+        !hotKeyManager->isRegistered()) {
+        hotKeyManager->registerHotKey();
+    }
+    updateShortcutAvailability();
+}
+
+void SettingsView::updateShortcutAvailability()
+{
+    if (!shortcutProblem) {
+        return;
+    }
+    const std::uint32_t keyCode = settingsManager ? settingsManager->hotKeyCode() : 0;
+    const std::uint32_t modifiers = settingsManager ? settingsManager->hotKeyModifiers() : 0;
+    const HotKeyRegistration registration = hotKeyManager && keyCode != 0
+                                                ? hotKeyManager->probe(keyCode, modifiers)
+                                                : HotKeyRegistration::registered;
+    const QString problem = HotKeyManager::problemText(
+        registration, ShortcutRecorderView::displayString(keyCode, modifiers));
+    recorder->setAvailable(problem.isEmpty());
+    shortcutProblem->setText(problem);
+    shortcutProblem->setVisible(!problem.isEmpty());
 }
 
 void SettingsView::updateCurrentProject()

@@ -8,6 +8,7 @@
 #include <memory>
 
 class FolderChooser;
+class HotKeyManager;
 class PermissionsManager;
 class ProjectManaging;
 class QAbstractButton;
@@ -34,11 +35,15 @@ public:
 
     // Opens the folder chooser; a confirmed folder is stored and scanned.
     void selectFolder();
+    // The owner of the live shortcut, which says whether the stored one can be had; without
+    // one the recorder shows the stored shortcut as it is.
+    void setHotKeyManager(HotKeyManager* hotKeyManager);
 
     QPointer<SettingsManager> settingsManager;
     QPointer<ProjectManaging> projectManager;
     QPointer<ServerManaging> serverManager;
     QPointer<PermissionsManager> permissionsManager;
+    QPointer<HotKeyManager> hotKeyManager;
 
     // The sections from top to bottom; each but the status row starts with its title label.
     QList<QWidget*> sections() const { return sectionWidgets; }
@@ -53,6 +58,8 @@ public:
     QButtonGroup* behaviorGroup() const { return behaviors; }
     QButtonGroup* browserGroup() const { return browsers; }
     ShortcutRecorderView* shortcutRecorder() const { return recorder; }
+    // The line under the recorder saying that the stored shortcut cannot be had; hidden else.
+    QLabel* shortcutProblemLabel() const { return shortcutProblem; }
     QWidget* accessibilityWarning() const { return accessibilityRow; }
     QLabel* accessibilityWarningIcon() const { return accessibilityIcon; }
     QPushButton* grantButton() const { return grant; }
@@ -84,6 +91,8 @@ private:
     void updateBrowser();
     void updateCustomURL();
     void updateAccessibilityWarning();
+    void shortcutRecordingEnded();
+    void updateShortcutAvailability();
     void updateStatus(ServerStatus status);
     void applyLinkColor();
 
@@ -98,6 +107,10 @@ private:
     QButtonGroup* behaviors = nullptr;
     QButtonGroup* browsers = nullptr;
     ShortcutRecorderView* recorder = nullptr;
+    QLabel* shortcutProblem = nullptr;
+    // Set when a recording changed the stored shortcut, until the recording ends.
+    bool shortcutEdited = false;
+    QMetaObject::Connection registrationConnection;
     QWidget* accessibilityRow = nullptr;
     QLabel* accessibilityIcon = nullptr;
     QPushButton* grant = nullptr;

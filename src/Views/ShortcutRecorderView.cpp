@@ -53,6 +53,15 @@ void ShortcutRecorderView::setRecording(bool isRecording)
     emit recordingChanged(isRecording);
 }
 
+void ShortcutRecorderView::setAvailable(bool isAvailable)
+{
+    if (isAvailable == available) {
+        return;
+    }
+    available = isAvailable;
+    updateLabel();
+}
+
 void ShortcutRecorderView::recordKey(QKeyEvent* event)
 {
     const std::uint32_t carbonModifiers = ModifierFlags::fromQt(event->modifiers()).carbonFlags();
@@ -105,7 +114,7 @@ QString ShortcutRecorderView::label() const
     if (recording) {
         return QStringLiteral("Press keys...");
     }
-    if (storedKeyCode == 0) {
+    if (storedKeyCode == 0 || !available) {
         return QStringLiteral("Click to set");
     }
     return displayString(storedKeyCode, storedModifiers);
@@ -116,7 +125,7 @@ QColor ShortcutRecorderView::labelColor() const
     if (recording) {
         return Theme::accent();
     }
-    if (storedKeyCode == 0) {
+    if (storedKeyCode == 0 || !available) {
         return Theme::secondary();
     }
     return palette().color(QPalette::ButtonText);
@@ -124,7 +133,7 @@ QColor ShortcutRecorderView::labelColor() const
 
 QFont ShortcutRecorderView::labelFont() const
 {
-    if (recording || storedKeyCode == 0) {
+    if (recording || storedKeyCode == 0 || !available) {
         return font();
     }
     // The body font's size in the system's fixed-width design.

@@ -27,6 +27,10 @@ public:
     void setModifiers(std::uint32_t modifiers);
     bool isRecording() const { return recording; }
     void setRecording(bool isRecording);
+    // False while the stored shortcut cannot be had on this desktop: the control then offers to
+    // set one instead of showing it, and the embedding view says why.
+    bool isAvailable() const { return available; }
+    void setAvailable(bool isAvailable);
 
     // Takes the event's key and modifiers and ends recording; a key without any of the four
     // modifiers, or a modifier key on its own, is ignored.
@@ -38,7 +42,8 @@ public:
     // The modifiers in the desktop's words or symbols followed by the key's text, if it has one.
     static QString displayString(std::uint32_t keyCode, std::uint32_t modifiers);
 
-    // What is drawn now: "Press keys...", "Click to set" or the display string.
+    // What is drawn now: "Press keys...", "Click to set" (no shortcut, or none that works) or the
+    // display string.
     QString label() const;
     QColor labelColor() const;
     QFont labelFont() const;
@@ -66,5 +71,6 @@ private:
     std::uint32_t storedKeyCode = 0;
     std::uint32_t storedModifiers = 0;
     bool recording = false;
+    bool available = true;
     int monitors = 0;
 };

@@ -1,20 +1,32 @@
+#include "Controllers/StatusBarController.h"
 #include "HotKey/HotKey.h"
 #include "HotKey/HotKeysController.h"
+#include "HotKey/x11/X11HotKeyBackend.h"
 #include "HotKey/x11/X11KeyTable.h"
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/SettingsManager.h"
 #include "Platform/PermissionProbes.h"
+#include "Views/SettingsView.h"
+#include "Views/ShortcutRecorderView.h"
 
+#include "fakes/FakeBrowserManager.h"
 #include "fakes/FakeFolderAccess.h"
+#include "fakes/FakeProjectManager.h"
+#include "fakes/FakeServerManager.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
+#include "support/TestProjects.h"
 #include "support/TestSupport.h"
 
+#include <QAction>
 #include <QGuiApplication>
+#include <QLabel>
+#include <QMenu>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QWindow>
 #include <QtGui/qguiapplication_platform.h>
 
 #include <gtest/gtest.h>
@@ -110,6 +122,97 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return lockIsOn(lockKey) != wasOn; }, 20s))
             << keyName.toStdString() << " did not toggle";
     }
+
+    static X11HotKeyBackend* x11Backend()
+    {
+        return dynamic_cast<X11HotKeyBackend*>(&HotKeysController::backend());
+    }
+
+    // The key that carries `keysym` now, as a client connecting afresh sees it.
+    static unsigned int currentKeycode(KeySym keysym)
+    {
+        Display* display = XOpenDisplay(nullptr);
+        if (!display) {
+            return 0;
+        }
+        const unsigned int keycode = XKeysymToKeycode(display, keysym);
+        XCloseDisplay(display);
+        return keycode;
+    }
+
+    // Moves a key symbol to a key that had none while it lives, as xmodmap would (the same core
+    // request from a client of its own), and puts both keys back when it goes.
+    class MovedKeySymbol
+    {
+    public:
+        explicit MovedKeySymbol(KeySym keysym) : display(XOpenDisplay(nullptr))
+        {
+            if (!display) {
+                return;
+            }
+            from = XKeysymToKeycode(display, keysym);
+            int minKeycode = 0;
+            int maxKeycode = 0;
+            XDisplayKeycodes(display, &minKeycode, &maxKeycode);
+            // The highest key without any symbol.
+            for (int keycode = maxKeycode; keycode >= minKeycode && !to; --keycode) {
+                if (row(keycode).count(NoSymbol) == perKeycode) {
+                    to = static_cast<KeyCode>(keycode);
+                }
+            }
+            if (!from || !to) {
+                return;
+            }
+            fromRow = row(from);
+            toRow = row(to);
+            // Taken away first, then given: the symbol is never on two keys at once.
+            write(from, toRow);
+            write(to, fromRow);
+        }
+        ~MovedKeySymbol()
+        {
+            if (from && to) {
+                write(to, toRow);
+                write(from, fromRow);
+            }
+            if (display) {
+                XCloseDisplay(display);
+            }
+        }
+        MovedKeySymbol(const MovedKeySymbol&) = delete;
+        MovedKeySymbol& operator=(const MovedKeySymbol&) = delete;
+
+        bool moved() const { return from && to; }
+
+        Display* display;
+        KeyCode from = 0;
+        KeyCode to = 0;
+
+    private:
+        QList<KeySym> row(int keycode)
+        {
+            QList<KeySym> symbols;
+            KeySym* map =
+                XGetKeyboardMapping(display, static_cast<KeyCode>(keycode), 1, &perKeycode);
+            for (int column = 0; map && column < perKeycode; ++column) {
+                symbols.append(map[column]);
+            }
+            if (map) {
+                XFree(map);
+            }
+            return symbols;
+        }
+        void write(KeyCode keycode, QList<KeySym> symbols)
+        {
+            XChangeKeyboardMapping(display, keycode, static_cast<int>(symbols.size()),
+                                   symbols.data(), 1);
+            XSync(display, False);
+        }
+
+        int perKeycode = 0;
+        QList<KeySym> fromRow;
+        QList<KeySym> toRow;
+    };
 
     // The box of a hot key; null when it has none.
     static const HotKeysController::HotKeyBox* boxOf(const HotKey& hotKey)
@@ -224,26 +327,148 @@ TEST_F(GlobalHotKeyTest, ReleaseAfterTheModifiersStillEndsThePress)
     ASSERT_TRUE(waitUntil([&] { return ups == 1; }, 20s));
 }
 
-TEST_F(GlobalHotKeyTest, HeldKeyRepeatsAsX11DeliversIt)
+TEST_F(GlobalHotKeyTest, HeldShortcutRunsTheActionOnceAndReleasesOnce)
 {
-    int downs = 0;
-    int ups = 0;
-    HotKey hotKey(
-        KeyCombo(Key::l, ModifierFlags::control | ModifierFlags::option), [&] { ++downs; },
-        [&] { ++ups; });
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    HotKeyManager manager(settings.get());
+    int presses = 0;
+    int releases = 0;
+    manager.onHotKeyPressed = [&] {
+        ++presses;
+    };
+    ASSERT_NE(manager.hotKey, nullptr);
+    manager.hotKey->keyUpHandler = [&] {
+        ++releases;
+    };
+    const X11HotKeyBackend* backend = x11Backend();
+    ASSERT_NE(backend, nullptr);
+    const int repeatsBefore = backend->ignoredRepeats();
+
     xdotool({QStringLiteral("keydown"), QStringLiteral("ctrl+alt+l")});
-    // The server's auto-repeat sends more presses (with or without releases between them).
-    ASSERT_TRUE(waitUntil([&] { return downs >= 3; }, 20s));
+    ASSERT_TRUE(waitUntil([&] { return presses == 1; }, 20s));
+    // The server's auto-repeat goes on pressing while the key is held.
+    ASSERT_TRUE(waitUntil([&] { return backend->ignoredRepeats() >= repeatsBefore + 3; }, 20s));
     xdotool({QStringLiteral("keyup"), QStringLiteral("l")});
     xdotool({QStringLiteral("keyup"), QStringLiteral("ctrl+alt")});
-    ASSERT_TRUE(waitUntil([&] { return ups >= 1; }, 20s));
+    ASSERT_TRUE(waitUntil([&] { return releases == 1; }, 20s));
     flushPresses();
-    const int downsAfterRelease = downs;
-    EXPECT_LE(ups, downs);
+    EXPECT_EQ(presses, 1);
+    EXPECT_EQ(releases, 1);
 
-    // The hot key works as before.
+    // The next press counts again.
     xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+l")});
-    ASSERT_TRUE(waitUntil([&] { return downs == downsAfterRelease + 1; }, 20s));
+    ASSERT_TRUE(waitUntil([&] { return releases == 2; }, 20s));
+    EXPECT_EQ(presses, 2);
+}
+
+TEST_F(GlobalHotKeyTest, ShortcutHeldByAnotherClientIsReportedAndAnotherOneCanBeRecorded)
+{
+    OtherClient other;
+    ASSERT_NE(other.display, nullptr);
+    ASSERT_TRUE(other.grab(XK_l, ControlMask | Mod1Mask));
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    LogCapture log;
+    HotKeyManager manager(settings.get());
+    int presses = 0;
+    manager.onHotKeyPressed = [&] {
+        ++presses;
+    };
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::taken));
+    EXPECT_EQ(log.count(QStringLiteral(
+                  "⚠️ [HotKeyManager] Shortcut Ctrl+Alt+L is taken by another app")),
+              1);
+    const QString problem =
+        QStringLiteral("Ctrl+Alt+L is taken by another app. Choose another shortcut.");
+
+    // The menu's main item shows no key equivalent.
+    FakeServerManager serverManager;
+    FakeProjectManager projectManager;
+    FakeBrowserManager browserManager;
+    const Project web = TestProjects::make(QStringLiteral("web"), 3000, QStringLiteral("/p/web"));
+    projectManager.setProjects({web});
+    projectManager.setSelectedProject(web);
+    StatusBarController controller(settings.get(), &serverManager, &projectManager, &browserManager,
+                                   nullptr, &manager, {}, {});
+    QAction* mainItem = controller.menu->actions().first();
+    EXPECT_EQ(mainItem->text(), QStringLiteral("Find localhost:3000"));
+    EXPECT_TRUE(mainItem->shortcut().isEmpty());
+    EXPECT_EQ(mainItem->toolTip(), problem);
+
+    // The settings' recorder says so.
+    SettingsView view(settings.get(), &projectManager, &serverManager, nullptr);
+    view.setHotKeyManager(&manager);
+    view.show();
+    ASSERT_TRUE(
+        waitUntil([&] { return view.windowHandle() && view.windowHandle()->isExposed(); }, 30s));
+    ShortcutRecorderView* recorder = view.shortcutRecorder();
+    EXPECT_EQ(recorder->label(), QStringLiteral("Click to set"));
+    EXPECT_EQ(view.shortcutProblemLabel()->text(), problem);
+    EXPECT_TRUE(view.shortcutProblemLabel()->isVisible());
+
+    // Recording another combination on the keyboard registers it at once.
+    xdotool(
+        {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::number(view.winId())});
+    ASSERT_TRUE(
+        waitUntil([&] { return QGuiApplication::focusWindow() == view.windowHandle(); }, 30s));
+    recorder->setRecording(true);
+    xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+j")});
+    ASSERT_TRUE(waitUntil([&] { return !recorder->isRecording(); }, 20s));
+    EXPECT_EQ(settings->hotKeyCode(), 38u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1800u);
+    EXPECT_TRUE(manager.isRegistered());
+    EXPECT_EQ(recorder->label(), QStringLiteral("Ctrl+Alt+J"));
+    EXPECT_FALSE(view.shortcutProblemLabel()->isVisible());
+    mainItem = controller.menu->actions().first();
+    EXPECT_EQ(mainItem->shortcut().toString(), QStringLiteral("Ctrl+Alt+J"));
+    EXPECT_FALSE(mainItem->toolTip().contains(QStringLiteral("taken")));
+
+    xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+j")});
+    ASSERT_TRUE(waitUntil([&] { return presses == 1; }, 20s));
+    // The other client keeps its combination.
+    flushPresses();
+    EXPECT_EQ(presses, 1);
+}
+
+TEST_F(GlobalHotKeyTest, ShortcutFollowsAKeyboardMappingChange)
+{
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    HotKeyManager manager(settings.get());
+    int presses = 0;
+    manager.onHotKeyPressed = [&] {
+        ++presses;
+    };
+    ASSERT_TRUE(manager.isRegistered());
+    const X11HotKeyBackend* backend = x11Backend();
+    ASSERT_NE(backend, nullptr);
+    const unsigned int usualKey = currentKeycode(XK_l);
+    const int remappingsBefore = backend->remappings();
+
+    {
+        MovedKeySymbol moved(XK_l);
+        ASSERT_TRUE(moved.moved());
+        ASSERT_EQ(currentKeycode(XK_l), moved.to);
+        ASSERT_TRUE(waitUntil(
+            [&] { return backend->remappings() > remappingsBefore && manager.isRegistered(); },
+            20s));
+        // xdotool types L on the key that carries it now.
+        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+l")});
+        ASSERT_TRUE(waitUntil([&] { return presses == 1; }, 20s));
+        EXPECT_TRUE(manager.isRegistered());
+        flushPresses();
+        EXPECT_EQ(presses, 1);
+    }
+
+    // And back on its usual key.
+    ASSERT_EQ(currentKeycode(XK_l), usualKey);
+    const int remappingsMoved = backend->remappings();
+    ASSERT_TRUE(waitUntil(
+        [&] { return backend->remappings() > remappingsMoved && manager.isRegistered(); }, 20s));
+    xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+l")});
+    ASSERT_TRUE(waitUntil([&] { return presses == 2; }, 20s));
+    EXPECT_TRUE(manager.isRegistered());
 }
 
 TEST_F(GlobalHotKeyTest, UnregisteredShortcutNoLongerFires)

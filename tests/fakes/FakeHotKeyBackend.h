@@ -6,6 +6,7 @@
 #include <QList>
 
 #include <cstdint>
+#include <utility>
 
 // A hot key event made up by a test: any id, signature, kind and read status.
 class FakeHotKeyEvent : public HotKeyEvent
@@ -53,6 +54,10 @@ public:
 
     // When true, registrations are refused as an event manager refuses a taken combination.
     bool refuseRegistrations = false;
+    // What a refusal says.
+    HotKeyRegistration refusal = HotKeyRegistration::taken;
+    // Combinations refused whatever refuseRegistrations says, with the answer given.
+    QList<std::pair<KeyCombo, HotKeyRegistration>> refusedCombos;
 
     // Every registration attempt, in order, refused ones with a null ref.
     QList<Registration> attempts;
@@ -61,15 +66,22 @@ public:
     QList<Ref> unregistered;
     int eventHandlerInstalls = 0;
 
-    Ref registerHotKey(const KeyCombo& keyCombo, HotKeyEvent::HotKeyID hotKeyID) override
+    HotKeyBackend::Registration registerHotKey(const KeyCombo& keyCombo,
+                                               HotKeyEvent::HotKeyID hotKeyID) override
     {
         Registration registration{keyCombo, hotKeyID, nullptr};
-        if (!refuseRegistrations) {
+        HotKeyRegistration outcome = refuseRegistrations ? refusal : HotKeyRegistration::registered;
+        for (const auto& [combo, answer] : refusedCombos) {
+            if (combo == keyCombo) {
+                outcome = answer;
+            }
+        }
+        if (outcome == HotKeyRegistration::registered) {
             registration.ref = reinterpret_cast<Ref>(static_cast<std::uintptr_t>(++refCount));
             live.append(registration);
         }
         attempts.append(registration);
-        return registration.ref;
+        return {registration.ref, outcome};
     }
 
     void unregisterHotKey(Ref registration) override

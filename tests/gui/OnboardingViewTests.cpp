@@ -346,6 +346,59 @@ TEST_F(OnboardingViewTest, RecordedShortcutIsStoredAndRegistered)
     EXPECT_NE(view.shortcutRecorder()->displayText(), defaultText);
 }
 
+TEST_F(OnboardingViewTest, TakenDefaultShortcutIsExplainedAndAnotherOneIsRegistered)
+{
+    hotKeys->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::taken}};
+    goToStep(2);
+    ASSERT_EQ(hotKeyManager.registration(), std::optional(HotKeyRegistration::taken));
+    const QString defaultShortcut = OnboardingView::defaultShortcutText();
+    const QString problem =
+        defaultShortcut + QStringLiteral(" is taken by another app. Choose another shortcut.");
+    // The shortcut is not shown as if it worked; one line under the control says why.
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), QStringLiteral("Click to set"));
+    EXPECT_TRUE(view.shortcutProblemLabel()->isVisible());
+    EXPECT_EQ(view.shortcutProblemLabel()->text(), problem);
+    EXPECT_EQ(texts(view.currentPage()),
+              (QStringList{QStringLiteral("Quick access shortcut"),
+                           QStringLiteral("Press %1 anywhere to find\nyour localhost instantly.")
+                               .arg(defaultShortcut),
+                           QStringLiteral("Click to set"), problem,
+                           QStringLiteral("You can change this anytime in Settings")}));
+    // The stored keys stay as written.
+    EXPECT_EQ(settings->hotKeyCode(), 37u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1800u);
+
+    click(view.shortcutRecorder());
+    QTest::keyClick(view.shortcutRecorder(), Qt::Key_K,
+                    (ModifierFlags::control | ModifierFlags::shift).toQt());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !view.isRecordingShortcut; }));
+    EXPECT_TRUE(hotKeyManager.isRegistered());
+    ASSERT_EQ(hotKeys->live.size(), 1);
+    EXPECT_EQ(hotKeys->live.first().keyCombo, KeyCombo(40, 0x1200));
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), hotKeyManager.hotkeyDisplayString());
+    EXPECT_FALSE(view.shortcutProblemLabel()->isVisible());
+}
+
+TEST_F(OnboardingViewTest, ShortcutLostLaterIsExplainedAsSoonAsItIsLost)
+{
+    goToStep(2);
+    ASSERT_TRUE(hotKeyManager.isRegistered());
+    EXPECT_FALSE(view.shortcutProblemLabel()->isVisible());
+    std::uint32_t id = 0;
+    for (const auto& [candidate, box] : HotKeysController::hotKeys) {
+        if (box.identifier == hotKeyManager.hotKey->identifier) {
+            id = candidate;
+        }
+    }
+    // As after a keyboard layout without the key.
+    HotKeysController::reportRegistration(id, HotKeyRegistration::unavailable);
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), QStringLiteral("Click to set"));
+    EXPECT_EQ(view.shortcutProblemLabel()->text(),
+              OnboardingView::defaultShortcutText() +
+                  QStringLiteral(" is not available here. Choose another shortcut."));
+    EXPECT_TRUE(view.shortcutProblemLabel()->isVisible());
+}
+
 TEST_F(OnboardingViewTest, PermissionsStepShowsBothRowsWithTheirTexts)
 {
     goToStep(3);

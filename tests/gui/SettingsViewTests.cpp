@@ -614,3 +614,90 @@ TEST_F(SettingsViewTest, GrantKeepsTheLinkColourAcrossAnAppearanceChange)
                original.color(QPalette::Link);
     }));
 }
+
+TEST_F(SettingsViewTest, TakenShortcutIsExplainedAndAnotherOneRegistersAtOnce)
+{
+    FakeHotKeyBackend* backend = FakeHotKeyBackend::install();
+    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::taken}};
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    HotKeyManager hotKeyManager(settings.get());
+    ASSERT_EQ(hotKeyManager.registration(), std::optional(HotKeyRegistration::taken));
+
+    makeView();
+    view->setHotKeyManager(&hotKeyManager);
+    ShortcutRecorderView* recorder = view->shortcutRecorder();
+    QLabel* problem = view->shortcutProblemLabel();
+    EXPECT_EQ(recorder->label(), QStringLiteral("Click to set"));
+    EXPECT_FALSE(recorder->isAvailable());
+    EXPECT_TRUE(problem->isVisible());
+    EXPECT_EQ(problem->text(),
+              ShortcutText::build(0x1800, QStringLiteral("L")) +
+                  QStringLiteral(" is taken by another app. Choose another shortcut."));
+    // The line sits right under the recorder.
+    EXPECT_GT(problem->y(), recorder->y());
+    EXPECT_LT(problem->y(), view->accessibilityWarning()->y());
+
+    QTest::mouseClick(recorder, Qt::LeftButton);
+    ASSERT_TRUE(recorder->isRecording());
+    QLineEdit* field = view->customURLField();
+    field->setFocus();
+    QTest::keyClick(field, Qt::Key_K, (ModifierFlags::control | ModifierFlags::option).toQt());
+    EXPECT_FALSE(recorder->isRecording());
+    EXPECT_EQ(settings->hotKeyCode(), 40u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1800u);
+
+    // Nothing worked before, so the new shortcut is live at once.
+    EXPECT_TRUE(hotKeyManager.isRegistered());
+    ASSERT_EQ(backend->live.size(), 1);
+    EXPECT_EQ(backend->live.first().keyCombo, KeyCombo(40, 0x1800));
+    EXPECT_TRUE(recorder->isAvailable());
+    EXPECT_EQ(recorder->label(), ShortcutRecorderView::displayString(40, 0x1800));
+    EXPECT_FALSE(problem->isVisible());
+    view.reset();
+}
+
+TEST_F(SettingsViewTest, RecordingATakenCombinationSaysSoAtOnceAndKeepsTheWorkingShortcut)
+{
+    FakeHotKeyBackend* backend = FakeHotKeyBackend::install();
+    backend->refusedCombos = {{KeyCombo(40, 0x1800), HotKeyRegistration::taken}};
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    HotKeyManager hotKeyManager(settings.get());
+    ASSERT_TRUE(hotKeyManager.isRegistered());
+
+    makeView();
+    view->setHotKeyManager(&hotKeyManager);
+    ShortcutRecorderView* recorder = view->shortcutRecorder();
+    QLabel* problem = view->shortcutProblemLabel();
+    EXPECT_EQ(recorder->label(), ShortcutRecorderView::displayString(37, 0x1800));
+    EXPECT_FALSE(problem->isVisible());
+
+    QLineEdit* field = view->customURLField();
+    field->setFocus();
+    QTest::mouseClick(recorder, Qt::LeftButton);
+    QTest::keyClick(field, Qt::Key_K, (ModifierFlags::control | ModifierFlags::option).toQt());
+    ASSERT_FALSE(recorder->isRecording());
+    // Stored as recorded, and said at once that it cannot be had.
+    EXPECT_EQ(settings->hotKeyCode(), 40u);
+    EXPECT_EQ(recorder->label(), QStringLiteral("Click to set"));
+    EXPECT_TRUE(problem->isVisible());
+    EXPECT_EQ(problem->text(),
+              ShortcutText::build(0x1800, QStringLiteral("K")) +
+                  QStringLiteral(" is taken by another app. Choose another shortcut."));
+    // The working shortcut stays live until the next start.
+    ASSERT_EQ(backend->live.size(), 1);
+    EXPECT_EQ(backend->live.first().keyCombo, KeyCombo(37, 0x1800));
+    EXPECT_TRUE(hotKeyManager.isRegistered());
+
+    QTest::mouseClick(recorder, Qt::LeftButton);
+    QTest::keyClick(field, Qt::Key_J, (ModifierFlags::control | ModifierFlags::option).toQt());
+    ASSERT_FALSE(recorder->isRecording());
+    EXPECT_EQ(settings->hotKeyCode(), 38u);
+    EXPECT_EQ(recorder->label(), ShortcutRecorderView::displayString(38, 0x1800));
+    EXPECT_FALSE(problem->isVisible());
+    ASSERT_EQ(backend->live.size(), 1);
+    EXPECT_EQ(backend->live.first().keyCombo, KeyCombo(37, 0x1800));
+    EXPECT_TRUE(field->text().isEmpty());
+    view.reset();
+}

@@ -3,8 +3,10 @@
 #include "Controllers/ProjectSwitcher.h"
 #include "Controllers/StatusIconRenderer.h"
 #include "Controllers/StatusMenuRenderer.h"
+#include "Managers/HotKeyManager.h"
 #include "Utilities/Theme.h"
 #include "fakes/FakeBrowserManager.h"
+#include "fakes/FakeHotKeyBackend.h"
 #include "fakes/FakeProjectManager.h"
 #include "fakes/FakeServerManager.h"
 #include "fakes/ManualScheduler.h"
@@ -64,8 +66,8 @@ protected:
             ++quits;
         };
         controller = std::make_unique<StatusBarController>(
-            settings.get(), &serverManager, &projectManager, &browserManager, nullptr, nullptr,
-            [this] { ++settingsRequests; }, [this] { ++mainActions; }, environment);
+            settings.get(), &serverManager, &projectManager, &browserManager, nullptr,
+            hotKeyManager, [this] { ++settingsRequests; }, [this] { ++mainActions; }, environment);
         return *controller;
     }
 
@@ -128,6 +130,8 @@ protected:
     ManualClock clock;
     std::shared_ptr<ManualScheduler> scheduler = std::make_shared<ManualScheduler>(clock);
     std::unique_ptr<StatusBarController> controller;
+    // The shortcut's owner handed to the controller; none unless a test makes one.
+    HotKeyManager* hotKeyManager = nullptr;
     LogCapture log;
     int mainActions = 0;
     int settingsRequests = 0;
@@ -399,6 +403,39 @@ TEST_F(StatusBarControllerTest, MainItemHasNoShortcutWhenTheKeyHasNoText)
     EXPECT_TRUE(menu()->actions().first()->shortcut().isEmpty());
     EXPECT_EQ(controller->hotkeyModifierMask(), 0xC0000u);
     EXPECT_TRUE(controller->hotkeyKeyEquivalent().isEmpty());
+}
+
+TEST_F(StatusBarControllerTest, MainItemShowsTheShortcutOnlyWhileItIsRegistered)
+{
+    FakeHotKeyBackend* backend = FakeHotKeyBackend::install();
+    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::taken}};
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    HotKeyManager manager(settings.get());
+    hotKeyManager = &manager;
+    selectWeb();
+    make();
+
+    QAction* main = menu()->actions().first();
+    EXPECT_EQ(menuSnapshot(menu()).first(),
+              QStringLiteral("Find localhost:3000 | action=mainActionClicked"));
+    EXPECT_TRUE(main->shortcut().isEmpty());
+    EXPECT_EQ(main->toolTip(),
+              QStringLiteral("Ctrl+Alt+L is taken by another app. Choose another shortcut."));
+    EXPECT_TRUE(controller->hotkeyKeyEquivalent().isEmpty());
+
+    // Another combination registers, and the menu follows at once.
+    settings->setHotKeyCode(40);
+    manager.registerHotKey();
+    ASSERT_TRUE(manager.isRegistered());
+    main = menu()->actions().first();
+    EXPECT_EQ(menuSnapshot(menu()).first(),
+              QStringLiteral("Find localhost:3000 | keys=Ctrl+Alt+K | shown=Ctrl+Alt+K | "
+                             "action=mainActionClicked"));
+    // No problem line any more (without a tooltip of its own an action shows its text).
+    EXPECT_FALSE(main->toolTip().contains(QStringLiteral("taken")));
+    EXPECT_EQ(controller->hotkeyKeyEquivalent(), QStringLiteral("k"));
+    controller.reset();
 }
 
 TEST_F(StatusBarControllerTest, MainItemRunsTheMainAction)

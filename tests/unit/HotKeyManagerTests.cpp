@@ -6,6 +6,7 @@
 
 #include "fakes/FakeFolderAccess.h"
 #include "fakes/FakeHotKeyBackend.h"
+#include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 
 #include <QTemporaryDir>
@@ -259,4 +260,117 @@ TEST_F(HotKeyManagerDeathTest, OutOfRangeStoredModifiersAreFatal)
     settings->store().setValue(QStringLiteral("hotKeyModifiers"), -1);
     settings->store().sync();
     EXPECT_DEATH(HotKeyManager manager(settings.get()), "outside 0 ... 4294967295");
+}
+
+TEST_F(HotKeyManagerTest, RegisteredShortcutIsPublishedWithoutAProblem)
+{
+    store(37, 0x1800);
+    LogCapture log;
+    HotKeyManager manager(settings.get());
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::registered));
+    EXPECT_TRUE(manager.isRegistered());
+    EXPECT_TRUE(manager.registrationProblem().isEmpty());
+    EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join('\n').toStdString();
+}
+
+TEST_F(HotKeyManagerTest, NoStoredShortcutHasNoRegistration)
+{
+    HotKeyManager manager(settings.get());
+    EXPECT_EQ(manager.registration(), std::nullopt);
+    EXPECT_FALSE(manager.isRegistered());
+    EXPECT_TRUE(manager.registrationProblem().isEmpty());
+}
+
+TEST_F(HotKeyManagerTest, TakenShortcutIsPublishedLoggedAndExplained)
+{
+    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::taken}};
+    store(37, 0x1800);
+    LogCapture log;
+    HotKeyManager manager(settings.get());
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::taken));
+    EXPECT_FALSE(manager.isRegistered());
+    const QString shortcut = shown("⌃⌥L", "Ctrl+Alt+L");
+    EXPECT_EQ(manager.registrationProblem(),
+              shortcut + QStringLiteral(" is taken by another app. Choose another shortcut."));
+    EXPECT_EQ(log.lines(), QStringList{QStringLiteral("⚠️ [HotKeyManager] Shortcut ") +
+                                       shortcut + QStringLiteral(" is taken by another app")});
+    // The stored keys stay as they were.
+    EXPECT_EQ(settings->hotKeyCode(), 37u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1800u);
+}
+
+TEST_F(HotKeyManagerTest, KeyWithoutAKeyOrRefusedAsImpossibleIsUnavailable)
+{
+    store(52, 0x1000);
+    LogCapture log;
+    HotKeyManager manager(settings.get());
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::unavailable));
+    EXPECT_EQ(log.lines(),
+              QStringList{QStringLiteral("⚠️ [HotKeyManager] Shortcut ") + shown("⌃", "Ctrl") +
+                          QStringLiteral(" is not available here")});
+
+    backend->refuseRegistrations = true;
+    backend->refusal = HotKeyRegistration::unavailable;
+    store(37, 0x1800);
+    manager.registerHotKey();
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::unavailable));
+    EXPECT_EQ(manager.registrationProblem(),
+              shown("⌃⌥L", "Ctrl+Alt+L") +
+                  QStringLiteral(" is not available here. Choose another shortcut."));
+}
+
+TEST_F(HotKeyManagerTest, RegistrationChangesAreSignalledOncePerChange)
+{
+    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::taken}};
+    store(37, 0x1800);
+    HotKeyManager manager(settings.get());
+    int changes = 0;
+    QObject::connect(&manager, &HotKeyManager::registrationChanged, [&] { ++changes; });
+
+    manager.registerHotKey();
+    EXPECT_EQ(changes, 0);
+    store(40, 0x1800);
+    manager.registerHotKey();
+    EXPECT_EQ(changes, 1);
+    EXPECT_TRUE(manager.isRegistered());
+
+    // A later answer of the backend, as after a keyboard mapping change.
+    std::uint32_t id = 0;
+    for (const auto& [candidate, box] : HotKeysController::hotKeys) {
+        if (box.identifier == manager.hotKey->identifier) {
+            id = candidate;
+        }
+    }
+    HotKeysController::reportRegistration(id, HotKeyRegistration::unavailable);
+    EXPECT_EQ(changes, 2);
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::unavailable));
+
+    store(0, 0);
+    manager.registerHotKey();
+    EXPECT_EQ(changes, 3);
+    EXPECT_EQ(manager.registration(), std::nullopt);
+}
+
+TEST_F(HotKeyManagerTest, ProbeTriesACombinationWithoutKeepingIt)
+{
+    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::taken}};
+    store(40, 0x1800);
+    HotKeyManager manager(settings.get());
+    ASSERT_TRUE(manager.isRegistered());
+    const qsizetype attempts = backend->attempts.size();
+
+    EXPECT_EQ(manager.probe(37, 0x1800), HotKeyRegistration::taken);
+    EXPECT_EQ(manager.probe(38, 0x1800), HotKeyRegistration::registered);
+    // Only the live shortcut is held afterwards.
+    ASSERT_EQ(backend->live.size(), 1);
+    EXPECT_EQ(backend->live.first().keyCombo, KeyCombo(40, 0x1800));
+    EXPECT_EQ(backend->attempts.size(), attempts + 2);
+
+    // The live combination answers from the live registration, without another attempt.
+    EXPECT_EQ(manager.probe(40, 0x1800), HotKeyRegistration::registered);
+    EXPECT_EQ(backend->attempts.size(), attempts + 2);
+    // No key, or a code of no key: nothing to register.
+    EXPECT_EQ(manager.probe(0, 0x1800), HotKeyRegistration::unavailable);
+    EXPECT_EQ(manager.probe(52, 0x1800), HotKeyRegistration::unavailable);
+    EXPECT_EQ(backend->attempts.size(), attempts + 2);
 }

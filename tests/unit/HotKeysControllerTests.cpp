@@ -4,6 +4,9 @@
 #include "fakes/FakeHotKeyBackend.h"
 #include "support/QtPrinters.h"
 
+#include <QList>
+#include <QObject>
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -334,6 +337,46 @@ TEST_F(HotKeysControllerTest, FailedRegistrationLeavesItsBoxWithoutARegistration
     EXPECT_EQ(HotKeysController::hotKeys.count(id), 0u);
     EXPECT_TRUE(backend->unregistered.isEmpty());
     EXPECT_EQ(downs, 0);
+}
+
+TEST_F(HotKeysControllerTest, RegistrationOutcomeIsKeptInTheBoxAndOnTheHotKey)
+{
+    HotKey registered(controlOptionL);
+    EXPECT_EQ(registered.registration(), HotKeyRegistration::registered);
+    EXPECT_EQ(HotKeysController::hotKeys.at(idOf(registered)).registration,
+              HotKeyRegistration::registered);
+
+    backend->refuseRegistrations = true;
+    HotKey taken(KeyCombo(Key::k, ModifierFlags::control));
+    EXPECT_EQ(taken.registration(), HotKeyRegistration::taken);
+    EXPECT_EQ(HotKeysController::hotKeys.at(idOf(taken)).registration, HotKeyRegistration::taken);
+
+    backend->refusal = HotKeyRegistration::unavailable;
+    HotKey unavailable(KeyCombo(Key::j, ModifierFlags::control));
+    EXPECT_EQ(unavailable.registration(), HotKeyRegistration::unavailable);
+    EXPECT_EQ(HotKeysController::hotKeys.at(idOf(unavailable)).carbonEventHotKey, nullptr);
+}
+
+TEST_F(HotKeysControllerTest, LaterAnswerOfTheBackendReachesTheHotKey)
+{
+    HotKey hotKey(controlOptionL);
+    QList<HotKeyRegistration> changes;
+    QObject::connect(&hotKey, &HotKey::registrationChanged,
+                     [&](HotKeyRegistration registration) { changes.append(registration); });
+
+    HotKeysController::reportRegistration(idOf(hotKey), HotKeyRegistration::taken);
+    EXPECT_EQ(hotKey.registration(), HotKeyRegistration::taken);
+    EXPECT_EQ(HotKeysController::hotKeys.at(idOf(hotKey)).registration, HotKeyRegistration::taken);
+    // The same answer again is no change.
+    HotKeysController::reportRegistration(idOf(hotKey), HotKeyRegistration::taken);
+    HotKeysController::reportRegistration(idOf(hotKey), HotKeyRegistration::registered);
+    EXPECT_EQ(changes, (QList<HotKeyRegistration>{HotKeyRegistration::taken,
+                                                  HotKeyRegistration::registered}));
+
+    // An id nobody holds is ignored.
+    HotKeysController::reportRegistration(HotKeysController::lastHotKeyID() + 1000,
+                                          HotKeyRegistration::taken);
+    EXPECT_EQ(hotKey.registration(), HotKeyRegistration::registered);
 }
 
 TEST_F(HotKeysControllerTest, HandlerMayDropItsOwnHotKey)

@@ -113,16 +113,32 @@ INSTANTIATE_TEST_SUITE_P(
                   {"NODE_OPTIONS=--max-old-space-size=4096 -r x", "npm", "start"}}),
     [](const ::testing::TestParamInfo<SplitCase>& info) { return std::string(info.param.name); });
 
+namespace {
+
+// The platform's lsof options as they appear in the kill scripts: " -w" on Linux, nothing on
+// macOS.
+QString scriptOptions()
+{
+    QString options;
+    for (const QString& option : SystemTools::lsofOptions()) {
+        options += QLatin1Char(' ') + option;
+    }
+    return options;
+}
+
+} // namespace
+
 TEST(PortQuery, AsksForTcpListenersOnThePortAsBareProcessIds)
 {
-    EXPECT_EQ(ServerManager::portQueryArguments(5173),
-              (QStringList{"-i", ":5173", "-sTCP:LISTEN", "-t"}));
+    const QStringList expected =
+        SystemTools::lsofOptions() + QStringList{"-i", ":5173", "-sTCP:LISTEN", "-t"};
+    EXPECT_EQ(ServerManager::portQueryArguments(5173), expected);
 }
 
 TEST(KillScripts, PoliteScriptTextIsExactForMacOsLsof)
 {
-    const QString expected =
-        QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 -sTCP:LISTEN 2>/dev/null)
+    const QString expected = QStringLiteral("    PIDS=$(/usr/sbin/lsof") + scriptOptions() +
+                             QStringLiteral(R"( -ti:3000 -sTCP:LISTEN 2>/dev/null)
     if [ -n "$PIDS" ]; then
         echo "Found PIDs: $PIDS"
         for PID in $PIDS; do
@@ -142,8 +158,8 @@ TEST(KillScripts, PoliteScriptTextIsExactForMacOsLsof)
 
 TEST(KillScripts, ForcefulScriptTextIsExactForMacOsLsof)
 {
-    const QString expected =
-        QStringLiteral(R"(    PIDS=$(/usr/sbin/lsof -ti:3000 -sTCP:LISTEN 2>/dev/null)
+    const QString expected = QStringLiteral("    PIDS=$(/usr/sbin/lsof") + scriptOptions() +
+                             QStringLiteral(R"( -ti:3000 -sTCP:LISTEN 2>/dev/null)
     if [ -n "$PIDS" ]; then
         for PID in $PIDS; do
             # Kill process group first, then individual PID
@@ -161,8 +177,8 @@ TEST(KillScripts, ForcefulScriptTextIsExactForMacOsLsof)
 TEST(KillScripts, PortAppearsInBothPlacesOfThePoliteScript)
 {
     const QString script = ServerManager::politeKillScript(51730, QStringLiteral("/usr/sbin/lsof"));
-    EXPECT_TRUE(script.startsWith(
-        QStringLiteral("    PIDS=$(/usr/sbin/lsof -ti:51730 -sTCP:LISTEN 2>/dev/null)\n")));
+    EXPECT_TRUE(script.startsWith(QStringLiteral("    PIDS=$(/usr/sbin/lsof") + scriptOptions() +
+                                  QStringLiteral(" -ti:51730 -sTCP:LISTEN 2>/dev/null)\n")));
     EXPECT_TRUE(script.endsWith(
         QStringLiteral("        echo \"No processes found on port 51730\"\n    fi")));
     EXPECT_FALSE(script.contains(QStringLiteral("3000")));
@@ -171,7 +187,7 @@ TEST(KillScripts, PortAppearsInBothPlacesOfThePoliteScript)
 TEST(KillScripts, ScriptsRunThePlatformsLsof)
 {
     const QString lsof = SystemTools::lsof();
-    const QString head = QStringLiteral("    PIDS=$(") + lsof +
+    const QString head = QStringLiteral("    PIDS=$(") + lsof + scriptOptions() +
                          QStringLiteral(" -ti:8080 -sTCP:LISTEN 2>/dev/null)\n");
     EXPECT_TRUE(ServerManager::politeKillScript(8080, lsof).startsWith(head));
     EXPECT_TRUE(ServerManager::forcefulKillScript(8080, lsof).startsWith(head));

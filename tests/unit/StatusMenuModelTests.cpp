@@ -257,6 +257,37 @@ TEST(StatusMenuModelTest, MainItemShowsTheGlobalShortcutAsKeyEquivalent)
     EXPECT_EQ(main.keyEquivalentModifierMask, 0u);
 }
 
+TEST(StatusMenuModelTest, ShortcutTheDesktopRefusedIsNotShownAndItsProblemIsTheTooltip)
+{
+    StatusMenuState state;
+    state.projects = {web()};
+    state.selectedProject = web();
+    state.hotKeyCode = 37;
+    state.hotKeyModifiers = 0x1800;
+    state.hotKeyRegistered = false;
+    state.hotKeyProblem = QStringLiteral("Ctrl+Alt+L is taken by another app.");
+    StatusMenuItem main = StatusMenuModel::build(state).first();
+    EXPECT_EQ(main.title, QStringLiteral("Find localhost:3000"));
+    EXPECT_TRUE(main.keyEquivalent.isEmpty());
+    EXPECT_EQ(main.keyEquivalentModifierMask, 0u);
+    EXPECT_EQ(main.toolTip, QStringLiteral("Ctrl+Alt+L is taken by another app."));
+
+    // The custom address item alike.
+    state.isCustomURLActive = true;
+    state.hasCustomURL = true;
+    state.customURL = QStringLiteral("https://staging.example.com");
+    main = StatusMenuModel::build(state).first();
+    EXPECT_EQ(main.title, QStringLiteral("https://staging.example.com"));
+    EXPECT_TRUE(main.keyEquivalent.isEmpty());
+    EXPECT_EQ(main.toolTip, QStringLiteral("Ctrl+Alt+L is taken by another app."));
+
+    // Registered: the shortcut, and no tooltip whatever the problem text says.
+    state.hotKeyRegistered = true;
+    main = StatusMenuModel::build(state).first();
+    EXPECT_EQ(main.keyEquivalent, QStringLiteral("l"));
+    EXPECT_TRUE(main.toolTip.isEmpty());
+}
+
 TEST(StatusMenuModelTest, NoProjectSelectedItemHasNoKeyEquivalent)
 {
     StatusMenuState state;

@@ -50,18 +50,21 @@ std::unique_ptr<HotKeyBackend> HotKeyBackend::makeSystemBackend()
     return std::make_unique<CarbonHotKeyBackend>();
 }
 
-HotKeyBackend::Ref CarbonHotKeyBackend::registerHotKey(const KeyCombo& keyCombo,
-                                                       HotKeyEvent::HotKeyID hotKeyID)
+HotKeyBackend::Registration CarbonHotKeyBackend::registerHotKey(const KeyCombo& keyCombo,
+                                                                HotKeyEvent::HotKeyID hotKeyID)
 {
     const EventHotKeyID carbonHotKeyID = {hotKeyID.signature, hotKeyID.id};
     EventHotKeyRef hotKeyRef = nullptr;
     const OSStatus status =
         RegisterEventHotKey(keyCombo.carbonKeyCode, keyCombo.carbonModifiers, carbonHotKeyID,
                             GetEventDispatcherTarget(), 0, &hotKeyRef);
-    if (status != noErr || !hotKeyRef) {
-        return nullptr;
+    if (status == noErr && hotKeyRef) {
+        return {hotKeyRef, HotKeyRegistration::registered};
     }
-    return hotKeyRef;
+    // eventHotKeyExistsErr: another application (or this one) registered the combination first.
+    // Anything else, eventHotKeyInvalidErr included, means it cannot be had here at all.
+    return {nullptr, status == eventHotKeyExistsErr ? HotKeyRegistration::taken
+                                                    : HotKeyRegistration::unavailable};
 }
 
 void CarbonHotKeyBackend::unregisterHotKey(Ref registration)

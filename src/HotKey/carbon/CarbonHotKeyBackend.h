@@ -7,7 +7,7 @@
 class CarbonHotKeyBackend final : public HotKeyBackend
 {
 public:
-    Ref registerHotKey(const KeyCombo& keyCombo, HotKeyEvent::HotKeyID hotKeyID) override;
+    Registration registerHotKey(const KeyCombo& keyCombo, HotKeyEvent::HotKeyID hotKeyID) override;
     void unregisterHotKey(Ref registration) override;
     Ref installEventHandler() override;
 };

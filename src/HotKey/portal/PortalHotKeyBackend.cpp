@@ -35,8 +35,21 @@ PortalHotKeyBackend::PortalHotKeyBackend(const QDBusConnection& bus) : bus(bus) 
 
 PortalHotKeyBackend::~PortalHotKeyBackend() = default;
 
-HotKeyBackend::Ref PortalHotKeyBackend::registerHotKey(const KeyCombo& keyCombo,
-                                                       HotKeyEvent::HotKeyID hotKeyID)
+HotKeyRegistration PortalHotKeyBackend::registrationFor(GlobalShortcutsPortal::Outcome outcome)
+{
+    switch (outcome) {
+    case GlobalShortcutsPortal::Outcome::Granted:
+        return HotKeyRegistration::registered;
+    case GlobalShortcutsPortal::Outcome::Refused:
+        return HotKeyRegistration::taken;
+    case GlobalShortcutsPortal::Outcome::Absent:
+        break;
+    }
+    return HotKeyRegistration::unavailable;
+}
+
+HotKeyBackend::Registration PortalHotKeyBackend::registerHotKey(const KeyCombo& keyCombo,
+                                                                HotKeyEvent::HotKeyID hotKeyID)
 {
     auto registration = std::make_unique<Registration>();
     registration->hotKeyID = hotKeyID;
@@ -45,7 +58,7 @@ HotKeyBackend::Ref PortalHotKeyBackend::registerHotKey(const KeyCombo& keyCombo,
 
     const QString trigger = PortalTrigger::fromKeyCombo(keyCombo);
     QObject::connect(portal, &GlobalShortcutsPortal::finished, portal,
-                     [this, portal, hotKeyID, keyCombo](GlobalShortcutsPortal::Outcome outcome) {
+                     [portal, hotKeyID, keyCombo](GlobalShortcutsPortal::Outcome outcome) {
                          switch (outcome) {
                          case GlobalShortcutsPortal::Outcome::Granted:
                              qCInfo(portalLog).noquote() << "Hot key" << keyCombo.description()
@@ -65,9 +78,9 @@ HotKeyBackend::Ref PortalHotKeyBackend::registerHotKey(const KeyCombo& keyCombo,
                                  << portal->reason() << ")";
                              break;
                          }
-                         if (onOutcome) {
-                             onOutcome(hotKeyID, outcome);
-                         }
+                         // Last: the hot key's listeners may unregister it.
+                         HotKeysController::reportRegistration(hotKeyID.id,
+                                                               registrationFor(outcome));
                      });
     QObject::connect(portal, &GlobalShortcutsPortal::activated, portal, [this, hotKeyID] {
         deliver(hotKeyID, HotKeysController::eventHotKeyPressed);
@@ -81,7 +94,8 @@ HotKeyBackend::Ref PortalHotKeyBackend::registerHotKey(const KeyCombo& keyCombo,
     portal->bind(QStringLiteral("hotkey-") +
                      (trigger.isEmpty() ? QString::number(keyCombo.carbonKeyCode) : trigger),
                  shortcutDescription, trigger);
-    return registrations.back().get();
+    // Nothing reaches the hot key until the user has allowed it.
+    return {registrations.back().get(), HotKeyRegistration::unavailable};
 }
 
 void PortalHotKeyBackend::unregisterHotKey(Ref registration)
@@ -101,6 +115,16 @@ void PortalHotKeyBackend::unregisterHotKey(Ref registration)
     QObject::disconnect(portal, &GlobalShortcutsPortal::deactivated, nullptr, nullptr);
     portal->deleteLater();
     registrations.erase(found);
+}
+
+std::optional<GlobalShortcutsPortal::Outcome> PortalHotKeyBackend::answer(Ref registration) const
+{
+    for (const auto& held : registrations) {
+        if (held.get() == registration) {
+            return held->portal->outcome();
+        }
+    }
+    return std::nullopt;
 }
 
 HotKeyBackend::Ref PortalHotKeyBackend::installEventHandler()

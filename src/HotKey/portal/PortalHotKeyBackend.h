@@ -6,14 +6,15 @@
 #include <QDBusConnection>
 #include <QString>
 
-#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 // Hot keys through the desktop's global shortcuts portal, for Wayland sessions. Each
-// registration is a portal session of its own; the portal asks the user first, so a
-// registration is pending until `onOutcome` hears the answer. Presses reach the controller with
-// the kinds and id the event manager would give them.
+// registration is a portal session of its own. The portal asks the user first, so a
+// registration starts out unavailable and the answer is reported to the controller when it
+// comes: granted is registered, refused is taken, no portal is unavailable. Presses reach the
+// controller with the kinds and id the event manager would give them.
 class PortalHotKeyBackend final : public HotKeyBackend
 {
 public:
@@ -23,14 +24,16 @@ public:
     explicit PortalHotKeyBackend(const QDBusConnection& bus = QDBusConnection::sessionBus());
     ~PortalHotKeyBackend() override;
 
-    Ref registerHotKey(const KeyCombo& keyCombo, HotKeyEvent::HotKeyID hotKeyID) override;
+    Registration registerHotKey(const KeyCombo& keyCombo, HotKeyEvent::HotKeyID hotKeyID) override;
     void unregisterHotKey(Ref registration) override;
     Ref installEventHandler() override;
 
     // What the portal's consent dialog says the shortcut does.
     void setShortcutDescription(const QString& description) { shortcutDescription = description; }
-    // Told once per registration, when the portal has answered.
-    OutcomeHandler onOutcome;
+
+    static HotKeyRegistration registrationFor(GlobalShortcutsPortal::Outcome outcome);
+    // The portal's answer to a registration this backend holds; unset while it is awaited.
+    std::optional<GlobalShortcutsPortal::Outcome> answer(Ref registration) const;
 
 private:
     struct Registration

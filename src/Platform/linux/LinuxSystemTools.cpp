@@ -4,3 +4,8 @@ QString SystemTools::defaultLsof()
 {
     return QStringLiteral("/usr/bin/lsof");
 }
+
+QStringList SystemTools::lsofOptions()
+{
+    return {QStringLiteral("-w")};
+}

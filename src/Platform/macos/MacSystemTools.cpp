@@ -4,3 +4,8 @@ QString SystemTools::defaultLsof()
 {
     return QStringLiteral("/usr/sbin/lsof");
 }
+
+QStringList SystemTools::lsofOptions()
+{
+    return {};
+}
