@@ -126,6 +126,9 @@ void StatusBarController::createMenu()
 {
     // A top-level popup of its own; it is never handed to the tray icon.
     menu = new QMenu();
+    // Items' tooltips show on hover as native menus show them: a project's folder, and why the
+    // main item shows no shortcut.
+    menu->setToolTipsVisible(true);
 }
 
 // --- icon ---

@@ -379,6 +379,26 @@ TEST_F(OnboardingViewTest, TakenDefaultShortcutIsExplainedAndAnotherOneIsRegiste
     EXPECT_FALSE(view.shortcutProblemLabel()->isVisible());
 }
 
+TEST_F(OnboardingViewTest, RecordingACombinationThatCannotBeHadSaysSoAtOnce)
+{
+    hotKeys->refusedCombos = {{KeyCombo(40, 0x1200), HotKeyRegistration::unavailable}};
+    goToStep(2);
+    ASSERT_TRUE(hotKeyManager.isRegistered());
+    click(view.shortcutRecorder());
+    QTest::keyClick(view.shortcutRecorder(), Qt::Key_K,
+                    (ModifierFlags::control | ModifierFlags::shift).toQt());
+    // Stored as recorded, and explained before recording has even ended.
+    EXPECT_EQ(settings->hotKeyCode(), 40u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0x1200u);
+    EXPECT_EQ(hotKeyManager.registration(), std::optional(HotKeyRegistration::unavailable));
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), QStringLiteral("Click to set"));
+    EXPECT_EQ(view.shortcutProblemLabel()->text(),
+              ShortcutText::build(0x1200, QStringLiteral("K")) +
+                  QStringLiteral(" is not available here. Choose another shortcut."));
+    EXPECT_TRUE(view.shortcutProblemLabel()->isVisible());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !view.isRecordingShortcut; }));
+}
+
 TEST_F(OnboardingViewTest, ShortcutLostLaterIsExplainedAsSoonAsItIsLost)
 {
     goToStep(2);

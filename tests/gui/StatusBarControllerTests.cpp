@@ -19,8 +19,10 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QHelpEvent>
 #include <QMenu>
 #include <QTemporaryDir>
+#include <QToolTip>
 
 #include <gtest/gtest.h>
 
@@ -422,6 +424,16 @@ TEST_F(StatusBarControllerTest, MainItemShowsTheShortcutOnlyWhileItIsRegistered)
     EXPECT_TRUE(main->shortcut().isEmpty());
     EXPECT_EQ(main->toolTip(),
               QStringLiteral("Ctrl+Alt+L is taken by another app. Choose another shortcut."));
+    // Hovering the item shows the line.
+    menu()->popup(QPoint(100, 100));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return menu()->isVisible(); }));
+    const QPoint itemCentre = menu()->actionGeometry(main).center();
+    QHelpEvent hover(QEvent::ToolTip, itemCentre, menu()->mapToGlobal(itemCentre));
+    QApplication::sendEvent(menu(), &hover);
+    EXPECT_EQ(QToolTip::text(),
+              QStringLiteral("Ctrl+Alt+L is taken by another app. Choose another shortcut."));
+    QToolTip::hideText();
+    menu()->hide();
     EXPECT_TRUE(controller->hotkeyKeyEquivalent().isEmpty());
 
     // Another combination registers, and the menu follows at once.
