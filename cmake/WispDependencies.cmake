@@ -43,4 +43,7 @@ endif()
 
 if(UNIX AND NOT APPLE)
     find_package(X11 REQUIRED)
+    # The desktop portal (global shortcuts under Wayland) and the browsers' DevTools protocol.
+    find_package(Qt6 6.4 REQUIRED COMPONENTS DBus WebSockets)
+    find_package(QCoro6 REQUIRED COMPONENTS WebSockets)
 endif()

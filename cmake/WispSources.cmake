@@ -17,7 +17,7 @@ endif()
 # layers it links.
 function(wisp_platform_sources platform src)
     if(platform STREQUAL "macos")
-        set(hotkey_backend carbon)
+        set(hotkey_backends carbon)
         # Objective-C++ only where AppKit or ServiceManagement has no C API.
         set(platform_patterns *.cpp *.h *.mm)
         set(hotkey_link "-framework Carbon" "-framework CoreFoundation")
@@ -27,11 +27,13 @@ function(wisp_platform_sources platform src)
             "-framework ServiceManagement")
         set(ui_link)
     elseif(platform STREQUAL "linux")
-        set(hotkey_backend x11)
+        # X11 key grabs, and the desktop portal in Wayland sessions.
+        set(hotkey_backends x11 portal)
         set(platform_patterns *.cpp *.h)
-        set(hotkey_link X11::X11)
-        # Window activation and the reload keystroke of the Linux browser backend.
-        set(core_link X11::xcb X11::xcb_xtest)
+        set(hotkey_link X11::X11 Qt6::DBus)
+        # Window activation and the reload keystroke of the Linux browser backend, and the
+        # DevTools connection that finds a browser's tabs.
+        set(core_link X11::xcb X11::xcb_xtest Qt6::WebSockets QCoro6::WebSockets)
         set(ui_link)
     else()
         message(FATAL_ERROR "wisp: no sources for platform '${platform}'")
@@ -40,7 +42,9 @@ function(wisp_platform_sources platform src)
     set(backend_globs)
     set(platform_globs)
     foreach(pattern IN LISTS platform_patterns)
-        list(APPEND backend_globs ${src}/HotKey/${hotkey_backend}/${pattern})
+        foreach(backend IN LISTS hotkey_backends)
+            list(APPEND backend_globs ${src}/HotKey/${backend}/${pattern})
+        endforeach()
         list(APPEND platform_globs ${src}/Platform/${platform}/${pattern})
     endforeach()
 
@@ -81,8 +85,10 @@ function(wisp_platform_test_sources platform tests)
     if(platform STREQUAL "linux")
         list(APPEND folders e2e)
     else()
-        # An Xvfb display and a headless Chromium exist only on the Linux test machines.
-        list(FILTER support EXCLUDE REGEX ".*/(XvfbSession|HeadlessChromium)\\.(cpp|h)$")
+        # An Xvfb display, a headless Chromium and a private D-Bus session exist only on the
+        # Linux test machines.
+        list(FILTER support EXCLUDE REGEX
+            ".*/(XvfbSession|HeadlessChromium|PrivateSessionBus)\\.(cpp|h)$")
     endif()
     set(WISP_TEST_SUPPORT_SOURCES ${support} PARENT_SCOPE)
     set(WISP_TEST_SUITE_FOLDERS ${folders} PARENT_SCOPE)

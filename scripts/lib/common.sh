@@ -6,14 +6,17 @@ WISP_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 # Debian/Ubuntu packages, by purpose.
 WISP_APT_BUILD=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools
                 qcoro-qt6-dev libgtest-dev libgmock-dev libx11-dev libxcb1-dev libxcb-xtest0-dev
-                libgl-dev qt6-svg-dev)
-WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6)
+                libgl-dev qt6-svg-dev qt6-websockets-dev)
+WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
 # nodejs and npm: the end-to-end tests start a Node project through "npm run dev", which runs with
 # the servers' fixed PATH, so both must live in /usr/bin. The first-run test finds widgets through
 # the accessibility tree (dbus-daemon, at-spi2-core, python3-pyatspi) and keeps screenshots
-# (imagemagick). The packaging tests validate the desktop entries (desktop-file-utils).
+# (imagemagick). The packaging tests validate the desktop entries (desktop-file-utils). The tray
+# is also tested under a StatusNotifierItem host and watcher (haskell-gtk-sni-tray-utils,
+# haskell-status-notifier-item-utils).
 WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daemon at-spi2-core
-              python3-pyatspi imagemagick desktop-file-utils)
+              python3-pyatspi imagemagick desktop-file-utils haskell-gtk-sni-tray-utils
+              haskell-status-notifier-item-utils)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
 

@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QKeyEvent>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QWidget>
 
@@ -37,19 +38,27 @@ QString focusedWindow()
     return xdotool({QStringLiteral("getwindowfocus")});
 }
 
-// An X client whose window has the class name `name`, as a browser's window would.
+// An X client whose window has the class name `name` (and the title `title`, when given), as a
+// browser's window would.
 class ForeignWindow
 {
 public:
-    explicit ForeignWindow(const QString& name)
+    explicit ForeignWindow(const QString& name, const QString& title = QString())
     {
-        process.start(QStringLiteral("xmessage"),
-                      {QStringLiteral("-name"), name, QStringLiteral("a browser window")});
+        QStringList arguments{QStringLiteral("-name"), name};
+        if (!title.isEmpty()) {
+            arguments << QStringLiteral("-title") << title;
+        }
+        process.start(QStringLiteral("xmessage"), arguments << QStringLiteral("a browser window"));
         process.waitForStarted(30000);
         TestSupport::waitUntil(
             [&] {
-                windowId = xdotool({QStringLiteral("search"), QStringLiteral("--classname"),
-                                    QLatin1Char('^') + name + QLatin1Char('$')})
+                windowId = xdotool({QStringLiteral("search"),
+                                    title.isEmpty() ? QStringLiteral("--classname")
+                                                    : QStringLiteral("--name"),
+                                    QLatin1Char('^') +
+                                        QRegularExpression::escape(title.isEmpty() ? name : title) +
+                                        QLatin1Char('$')})
                                .split(QLatin1Char('\n'))
                                .value(0);
                 return !windowId.isEmpty();
@@ -125,6 +134,36 @@ TEST(X11WindowActivatorTest, WindowFoundByProcessIdIsFocused)
     EXPECT_TRUE(X11WindowActivator::activate({QCoreApplication::applicationPid()}, {}));
     EXPECT_TRUE(
         TestSupport::waitUntil([&] { return focusedWindow() == QString::number(own.winId()); }));
+}
+
+TEST(X11WindowActivatorTest, WindowWhoseTitleBeginsWithTheTabsIsPreferredToTheNewest)
+{
+    ForeignWindow older(QStringLiteral("chromium"), QStringLiteral("app - Chromium"));
+    ForeignWindow newer(QStringLiteral("chromium"), QStringLiteral("other - Chromium"));
+    ASSERT_FALSE(older.id().isEmpty());
+    ASSERT_FALSE(newer.id().isEmpty());
+    xdotool({QStringLiteral("windowfocus"), newer.id()});
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return focusedWindow() == newer.id(); }));
+
+    EXPECT_TRUE(
+        X11WindowActivator::activate({}, {QStringLiteral("chromium")}, QStringLiteral("app")));
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return focusedWindow() == older.id(); }));
+}
+
+TEST(X11WindowActivatorTest, WithoutAWindowOfThatTitleOneOfTheBrowsersIsStillRaised)
+{
+    KeyRecorder own;
+    own.resize(200, 100);
+    own.show();
+    ForeignWindow browser(QStringLiteral("chromium"), QStringLiteral("other - Chromium"));
+    ASSERT_FALSE(browser.id().isEmpty());
+    xdotool({QStringLiteral("windowfocus"), QString::number(own.winId())});
+    ASSERT_TRUE(
+        TestSupport::waitUntil([&] { return focusedWindow() == QString::number(own.winId()); }));
+
+    EXPECT_TRUE(X11WindowActivator::activate({}, {QStringLiteral("chromium")},
+                                             QStringLiteral("elsewhere")));
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return focusedWindow() == browser.id(); }));
 }
 
 TEST(X11WindowActivatorTest, NoMatchingWindowIsReported)

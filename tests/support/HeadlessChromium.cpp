@@ -13,6 +13,7 @@
 #include <QNetworkReply>
 #include <QTcpSocket>
 #include <QTimer>
+#include <QWebSocket>
 
 #include <csignal>
 #include <sys/types.h>
@@ -151,6 +152,68 @@ QString HeadlessChromium::frontPageUrl() const
 bool HeadlessChromium::openTab(const QString& url) const
 {
     return request(QStringLiteral("/json/new?") + url, "PUT").has_value();
+}
+
+std::optional<QJsonObject> HeadlessChromium::command(const QString& method,
+                                                     const QJsonObject& params) const
+{
+    const std::optional<QByteArray> version = request(QStringLiteral("/json/version"));
+    if (!version) {
+        return std::nullopt;
+    }
+    const QUrl socketUrl(QJsonDocument::fromJson(*version)
+                             .object()
+                             .value(QLatin1String("webSocketDebuggerUrl"))
+                             .toString());
+    QWebSocket socket;
+    socket.setProxy(QNetworkProxy::NoProxy);
+    std::optional<QJsonObject> answer;
+    bool answered = false;
+    QObject::connect(&socket, &QWebSocket::connected, &socket, [&] {
+        const QJsonObject message{{QStringLiteral("id"), 1},
+                                  {QStringLiteral("method"), method},
+                                  {QStringLiteral("params"), params}};
+        socket.sendTextMessage(QString::fromUtf8(QJsonDocument(message).toJson()));
+    });
+    QObject::connect(&socket, &QWebSocket::textMessageReceived, &socket, [&](const QString& text) {
+        const QJsonObject message = QJsonDocument::fromJson(text.toUtf8()).object();
+        if (message.value(QLatin1String("id")).toInt() != 1) {
+            return;
+        }
+        answered = true;
+        if (!message.contains(QLatin1String("error"))) {
+            answer = message.value(QLatin1String("result")).toObject();
+        }
+    });
+    socket.open(socketUrl);
+    TestSupport::waitUntil([&] { return answered; }, 30s);
+    socket.abort();
+    return answer;
+}
+
+QString HeadlessChromium::openWindow(const QString& url) const
+{
+    const std::optional<QJsonObject> created =
+        command(QStringLiteral("Target.createTarget"),
+                {{QStringLiteral("url"), url}, {QStringLiteral("newWindow"), true}});
+    return created ? created->value(QLatin1String("targetId")).toString() : QString();
+}
+
+qint64 HeadlessChromium::windowOf(const QString& targetId) const
+{
+    const std::optional<QJsonObject> window = command(QStringLiteral("Browser.getWindowForTarget"),
+                                                      {{QStringLiteral("targetId"), targetId}});
+    return window ? window->value(QLatin1String("windowId")).toInteger() : 0;
+}
+
+QString HeadlessChromium::pageId(const QString& url) const
+{
+    for (const QJsonValue& page : pages()) {
+        if (page.toObject().value(QLatin1String("url")).toString() == url) {
+            return page.toObject().value(QLatin1String("id")).toString();
+        }
+    }
+    return QString();
 }
 
 LocalWebServer::LocalWebServer()

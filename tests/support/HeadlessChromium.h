@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
@@ -36,6 +37,15 @@ public:
     QString frontPageUrl() const;
     // Opens a new tab on `url`; true when the endpoint accepted it.
     bool openTab(const QString& url) const;
+    // Sends one DevTools protocol command to the browser; its result, or nullopt on an error or
+    // when no answer comes in time.
+    std::optional<QJsonObject> command(const QString& method, const QJsonObject& params) const;
+    // Opens a new window with one tab on `url`; the tab's target id, or empty.
+    QString openWindow(const QString& url) const;
+    // The browser's id of the window that holds the tab `targetId`; 0 when unknown.
+    qint64 windowOf(const QString& targetId) const;
+    // The id of the first page whose address is `url`, or empty.
+    QString pageId(const QString& url) const;
 
 private:
     QTemporaryDir profile;

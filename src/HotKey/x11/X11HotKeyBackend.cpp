@@ -1,12 +1,15 @@
 #include "X11HotKeyBackend.h"
 
 #include "HotKey/HotKeysController.h"
+#include "HotKey/portal/PortalHotKeyBackend.h"
+#include "HotKey/portal/WaylandSession.h"
 #include "X11KeyTable.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>
 #include <QGuiApplication>
 #include <QLoggingCategory>
+#include <QProcessEnvironment>
 #include <QTimer>
 #include <QtGui/qguiapplication_platform.h>
 
@@ -161,6 +164,11 @@ constexpr std::uint8_t xkbMapNotify = 1;
 
 std::unique_ptr<HotKeyBackend> HotKeyBackend::makeSystemBackend()
 {
+    // Wayland lets no client grab keys (X grabs under Xwayland see only Xwayland's own windows).
+    if (WaylandSession::isActive(QProcessEnvironment::systemEnvironment(),
+                                 QGuiApplication::platformName())) {
+        return std::make_unique<PortalHotKeyBackend>();
+    }
     return std::make_unique<X11HotKeyBackend>();
 }
 

@@ -17,8 +17,23 @@ public:
     // The port on the file's first line; nullopt when there is no such file or no port in it.
     static std::optional<int> activePort(const QString& profileFolder);
 
-    // Lists the pages on 127.0.0.1:`port` and activates the first whose address contains
-    // `address`. True when one was activated; false when none matches or the endpoint does not
-    // answer in time.
-    static QCoro::Task<bool> activateTab(int port, QString address);
+    // A tab that was activated: its page title (which its window's title begins with once the
+    // tab is active) and the browser's id of the window holding it (0 when unknown).
+    struct Tab
+    {
+        QString targetId;
+        QString title;
+        qint64 windowId = 0;
+    };
+
+    // The browser's own DevTools websocket path, on the file's second line; empty when none.
+    static QString browserPath(const QString& profileFolder);
+
+    // Activates the first tab on 127.0.0.1:`port` whose address contains `address`, in window
+    // order (the order the browser opened its windows), then within a window the most recently
+    // used first, as the endpoint lists pages. Windows are told apart through the DevTools
+    // protocol on `browserPath` (or the path the endpoint gives). Nullopt when no tab matches
+    // or the endpoint does not answer in time.
+    static QCoro::Task<std::optional<Tab>> activateTab(int port, QString address,
+                                                       QString browserPath = QString());
 };

@@ -60,11 +60,12 @@ QStringList windowClasses(Browser browser)
     return {};
 }
 
-QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids)
+QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids,
+                          const QString& title = QString())
 {
     const QStringList classes = windowClasses(browser);
     return QtConcurrent::run(
-        [pids, classes] { return X11WindowActivator::activate(pids, classes); });
+        [pids, classes, title] { return X11WindowActivator::activate(pids, classes, title); });
 }
 
 } // namespace
@@ -104,12 +105,18 @@ QStringList LinuxBrowserBackend::profileFoldersFor(Browser browser) const
         return profileFolders;
     }
     const QDir config(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
+    // Snap and Flatpak builds keep their profiles in folders of their own.
+    const QDir home = QDir::home();
     switch (browser) {
     case Browser::chrome:
         return {config.filePath(QStringLiteral("google-chrome")),
-                config.filePath(QStringLiteral("chromium"))};
+                config.filePath(QStringLiteral("chromium")),
+                home.filePath(QStringLiteral("snap/chromium/common/chromium")),
+                home.filePath(QStringLiteral(".var/app/com.google.Chrome/config/google-chrome")),
+                home.filePath(QStringLiteral(".var/app/org.chromium.Chromium/config/chromium"))};
     case Browser::edge:
-        return {config.filePath(QStringLiteral("microsoft-edge"))};
+        return {config.filePath(QStringLiteral("microsoft-edge")),
+                home.filePath(QStringLiteral(".var/app/com.microsoft.Edge/config/microsoft-edge"))};
     case Browser::firefox:
     case Browser::auto_:
         break;
@@ -152,10 +159,12 @@ QCoro::Task<bool> LinuxBrowserBackend::findTab(Browser browser, QString address)
                 continue;
             }
             // Awaited into a named value: gcc 12 mishandles a co_await inside a condition.
-            const bool activated = co_await ChromiumDevTools::activateTab(*port, address);
-            if (activated) {
+            const std::optional<ChromiumDevTools::Tab> tab = co_await ChromiumDevTools::activateTab(
+                *port, address, ChromiumDevTools::browserPath(folder));
+            if (tab) {
+                // The window that holds the tab, which is not always the newest one.
                 const QList<qint64> pids = co_await runningInstances(browser);
-                co_await raiseWindow(browser, pids);
+                co_await raiseWindow(browser, pids, tab->title);
                 co_return true;
             }
         }

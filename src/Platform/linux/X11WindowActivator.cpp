@@ -3,12 +3,15 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
+#include <QByteArray>
 #include <QString>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -92,6 +95,18 @@ public:
         return names;
     }
 
+    // The window's title: _NET_WM_NAME (UTF-8), else WM_NAME.
+    QString title(xcb_window_t window, xcb_atom_t netWmName, xcb_atom_t utf8String) const
+    {
+        if (netWmName != XCB_ATOM_NONE && utf8String != XCB_ATOM_NONE) {
+            const QByteArray name = text(window, netWmName, utf8String);
+            if (!name.isEmpty()) {
+                return QString::fromUtf8(name);
+            }
+        }
+        return QString::fromLocal8Bit(text(window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING));
+    }
+
     std::vector<xcb_window_t> children(xcb_window_t window) const
     {
         std::vector<xcb_window_t> result;
@@ -112,6 +127,17 @@ public:
     }
 
 private:
+    QByteArray text(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const
+    {
+        auto answer = reply(xcb_get_property_reply(
+            connection, xcb_get_property(connection, 0, window, property, type, 0, 1024), nullptr));
+        if (!answer || answer->format != 8) {
+            return QByteArray();
+        }
+        return QByteArray(static_cast<const char*>(xcb_get_property_value(answer.get())),
+                          xcb_get_property_value_length(answer.get()));
+    }
+
     int screenNumber = 0;
     xcb_connection_t* connection;
 };
@@ -148,7 +174,8 @@ std::optional<xcb_keycode_t> keycodeFor(const Connection& x, xcb_keysym_t keysym
 
 } // namespace
 
-bool X11WindowActivator::activate(const QList<qint64>& pids, const QStringList& classNames)
+bool X11WindowActivator::activate(const QList<qint64>& pids, const QStringList& classNames,
+                                  const QString& title)
 {
     const Connection x;
     if (!x.isValid()) {
@@ -160,21 +187,47 @@ bool X11WindowActivator::activate(const QList<qint64>& pids, const QStringList& 
     const xcb_atom_t activeWindow = x.atom("_NET_ACTIVE_WINDOW");
     const xcb_atom_t wmCheck = x.atom("_NET_SUPPORTING_WM_CHECK");
 
-    // A window manager lists its clients, oldest first; without one the top-level windows are
-    // the root's children, bottom first.
-    std::vector<xcb_window_t> windows = x.cardinals(root, clientList, XCB_ATOM_WINDOW);
+    const xcb_atom_t netWmName = x.atom("_NET_WM_NAME");
+    const xcb_atom_t utf8String = x.atom("UTF8_STRING");
     const bool managed = !x.cardinals(root, wmCheck, XCB_ATOM_WINDOW).empty();
-    if (windows.empty()) {
-        windows = x.children(root);
-    }
 
-    xcb_window_t target = XCB_WINDOW_NONE;
-    for (auto it = windows.crbegin(); it != windows.crend() && target == XCB_WINDOW_NONE; ++it) {
-        const std::vector<uint32_t> owner = x.cardinals(*it, wmPid, XCB_ATOM_CARDINAL);
-        if ((!owner.empty() && pids.contains(static_cast<qint64>(owner.front()))) ||
-            classMatches(x.windowClass(*it), classNames)) {
-            target = *it;
+    // The candidates, newest first. A window manager lists its clients, oldest first; without
+    // one the top-level windows are the root's children, bottom first.
+    const auto candidates = [&] {
+        std::vector<xcb_window_t> windows = x.cardinals(root, clientList, XCB_ATOM_WINDOW);
+        if (windows.empty()) {
+            windows = x.children(root);
         }
+        std::vector<xcb_window_t> matching;
+        for (auto it = windows.crbegin(); it != windows.crend(); ++it) {
+            const std::vector<uint32_t> owner = x.cardinals(*it, wmPid, XCB_ATOM_CARDINAL);
+            if ((!owner.empty() && pids.contains(static_cast<qint64>(owner.front()))) ||
+                classMatches(x.windowClass(*it), classNames)) {
+                matching.push_back(*it);
+            }
+        }
+        return matching;
+    };
+
+    std::vector<xcb_window_t> windows = candidates();
+    xcb_window_t target = XCB_WINDOW_NONE;
+    if (!title.isEmpty()) {
+        constexpr int attempts = 20;
+        for (int attempt = 0; attempt < attempts && target == XCB_WINDOW_NONE; ++attempt) {
+            for (const xcb_window_t window : windows) {
+                if (x.title(window, netWmName, utf8String).startsWith(title)) {
+                    target = window;
+                    break;
+                }
+            }
+            if (target == XCB_WINDOW_NONE && attempt + 1 < attempts) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                windows = candidates();
+            }
+        }
+    }
+    if (target == XCB_WINDOW_NONE && !windows.empty()) {
+        target = windows.front();
     }
     if (target == XCB_WINDOW_NONE) {
         return false;

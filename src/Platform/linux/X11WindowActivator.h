@@ -13,7 +13,11 @@ public:
     // whose WM_CLASS instance or class name is one of `classNames` (case-insensitive): through
     // the window manager's _NET_ACTIVE_WINDOW request, or by raising and focusing it directly
     // when no window manager runs. False when there is no display or no such window.
-    static bool activate(const QList<qint64>& pids, const QStringList& classNames);
+    // With a `title`, the newest of those windows whose title begins with it is preferred; a
+    // browser retitles its window just after a tab is activated, so that one is waited for
+    // briefly before the newest window is taken instead.
+    static bool activate(const QList<qint64>& pids, const QStringList& classNames,
+                         const QString& title = QString());
 
     // Types Control-R into the focused window through the XTEST extension. False when there is
     // no display or the extension is missing.

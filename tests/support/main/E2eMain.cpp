@@ -24,6 +24,10 @@ int main(int argc, char** argv)
             return missingTool ? 77 : 1;
         }
         qputenv("QT_QPA_PLATFORM", "xcb");
+        // The private display is an X11 session, whatever desktop the tests are started from: a
+        // Wayland one would send the shortcuts of this process and of wisp to its portal.
+        qputenv("XDG_SESSION_TYPE", "x11");
+        qunsetenv("WAYLAND_DISPLAY");
     } else {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }

@@ -319,12 +319,18 @@ TEST_F(LinuxBrowserBackendTest, DefaultProfileFoldersAreTheUsualOnes)
 {
     const QString config = qEnvironmentVariable("XDG_CONFIG_HOME");
     ASSERT_FALSE(config.isEmpty());
+    const QString home = QDir::homePath();
     LinuxBrowserBackend backend;
     EXPECT_EQ(backend.profileFoldersFor(Browser::chrome),
-              (QStringList{config + QStringLiteral("/google-chrome"),
-                           config + QStringLiteral("/chromium")}));
-    EXPECT_EQ(backend.profileFoldersFor(Browser::edge),
-              QStringList{config + QStringLiteral("/microsoft-edge")});
+              (QStringList{
+                  config + QStringLiteral("/google-chrome"), config + QStringLiteral("/chromium"),
+                  home + QStringLiteral("/snap/chromium/common/chromium"),
+                  home + QStringLiteral("/.var/app/com.google.Chrome/config/google-chrome"),
+                  home + QStringLiteral("/.var/app/org.chromium.Chromium/config/chromium")}));
+    EXPECT_EQ(
+        backend.profileFoldersFor(Browser::edge),
+        (QStringList{config + QStringLiteral("/microsoft-edge"),
+                     home + QStringLiteral("/.var/app/com.microsoft.Edge/config/microsoft-edge")}));
     EXPECT_TRUE(backend.profileFoldersFor(Browser::firefox).isEmpty());
 }
 
@@ -457,4 +463,69 @@ TEST_F(ChromiumBackendTest, FindModeOpensAPrivateWindowWhenNoTabMatches)
     EXPECT_EQ(launches(), (QList<QStringList>{{QStringLiteral("chromium"),
                                                QStringLiteral("--incognito"), address}}));
     EXPECT_EQ(browser->frontPageUrl(), QStringLiteral("about:blank"));
+}
+
+TEST_F(ChromiumBackendTest, DevToolsBrowserPathIsReadFromTheSecondLine)
+{
+    const QString path = ChromiumDevTools::browserPath(browser->profileFolder());
+    EXPECT_TRUE(path.startsWith(QStringLiteral("/devtools/browser/")));
+    TestSupport::writeFile(profile.path(), QStringLiteral("DevToolsActivePort"), "40123\n");
+    EXPECT_TRUE(ChromiumDevTools::browserPath(profile.path()).isEmpty());
+}
+
+TEST_F(ChromiumBackendTest, TabInTheFirstWindowWinsOverAMoreRecentlyUsedOneInALaterWindow)
+{
+    const QString first = server.url(QStringLiteral("/app/index.html"));
+    const QString second = server.url(QStringLiteral("/app/index.html?second"));
+    const QString secondId = browser->openWindow(second);
+    ASSERT_FALSE(secondId.isEmpty());
+    // The later window's tab is the most recently used one, first in the endpoint's list.
+    ASSERT_TRUE(browser->request(QStringLiteral("/json/activate/") + secondId).has_value());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == second; }, 30s));
+    const QString firstId = browser->pageId(first);
+    ASSERT_FALSE(firstId.isEmpty());
+    const qint64 firstWindow = browser->windowOf(firstId);
+    ASSERT_GT(firstWindow, 0);
+    ASSERT_LT(firstWindow, browser->windowOf(secondId));
+
+    const QString address = QStringLiteral("127.0.0.1:%1/app").arg(server.port());
+    const std::optional<ChromiumDevTools::Tab> tab = awaitTask(ChromiumDevTools::activateTab(
+        browser->devToolsPort(), address, ChromiumDevTools::browserPath(browser->profileFolder())));
+
+    ASSERT_TRUE(tab.has_value());
+    EXPECT_EQ(tab->targetId, firstId);
+    EXPECT_EQ(tab->windowId, firstWindow);
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == first; }, 30s));
+}
+
+TEST_F(ChromiumBackendTest, WindowsAreToldApartWithoutTheBrowserPathToo)
+{
+    const QString second = server.url(QStringLiteral("/app/index.html?second"));
+    const QString secondId = browser->openWindow(second);
+    ASSERT_FALSE(secondId.isEmpty());
+    ASSERT_TRUE(browser->request(QStringLiteral("/json/activate/") + secondId).has_value());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == second; }, 30s));
+
+    const QString address = QStringLiteral("127.0.0.1:%1/app").arg(server.port());
+    const std::optional<ChromiumDevTools::Tab> tab =
+        awaitTask(ChromiumDevTools::activateTab(browser->devToolsPort(), address));
+
+    ASSERT_TRUE(tab.has_value());
+    EXPECT_EQ(tab->targetId, browser->pageId(server.url(QStringLiteral("/app/index.html"))));
+}
+
+TEST_F(ChromiumBackendTest, BackendFindsTheTabOfTheFirstWindow)
+{
+    const QString first = server.url(QStringLiteral("/app/index.html"));
+    const QString second = server.url(QStringLiteral("/app/index.html?second"));
+    const QString secondId = browser->openWindow(second);
+    ASSERT_FALSE(secondId.isEmpty());
+    ASSERT_TRUE(browser->openTab(QStringLiteral("about:blank#later")));
+    ASSERT_TRUE(browser->request(QStringLiteral("/json/activate/") + secondId).has_value());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == second; }, 30s));
+
+    LinuxBrowserBackend backend({browser->profileFolder()});
+    const QString address = QStringLiteral("127.0.0.1:%1").arg(server.port());
+    EXPECT_TRUE(awaitTask(backend.findTab(Browser::chrome, address)));
+    EXPECT_EQ(browser->frontPageUrl(), first);
 }
