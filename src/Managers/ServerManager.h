@@ -41,7 +41,7 @@ public:
     ServerStatus status() const override { return currentStatus; }
     int currentPort() const override { return watchedPort; }
 
-    QCoro::Task<> startServer(Project project, QString command) override;
+    QCoro::Task<int> startServer(Project project, QString command) override;
     QCoro::Task<> killServer(int port) override;
     void startPolling(int port) override;
     void updatePollingPort(int port) override;
