@@ -9,6 +9,7 @@
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/ProjectManager.h"
+#include "Managers/ProjectOverrides.h"
 #include "Managers/ServerManager.h"
 #include "Managers/SettingsManager.h"
 #include "Protocols/BrowserManaging.h"
@@ -99,6 +100,7 @@ AppDelegate::~AppDelegate()
     ownedBrowserManager.reset();
     ownedServerManager.reset();
     ownedProjectManager.reset();
+    ownedProjectOverrides.reset();
     ownedPermissionsManager.reset();
     ownedSettingsManager.reset();
 }
@@ -115,6 +117,8 @@ void AppDelegate::applicationDidFinishLaunching()
 
     ownedProjectManager = factories.makeProjectManager();
     projectManager = required(ownedProjectManager.get(), "project manager");
+    ownedProjectOverrides = std::make_unique<ProjectOverrides>(settingsManager);
+    projectOverrides = ownedProjectOverrides.get();
 
     ownedServerManager = factories.makeServerManager();
     serverManager = required(ownedServerManager.get(), "server manager");
@@ -175,6 +179,13 @@ void AppDelegate::applicationDidFinishLaunching()
             self->requestMainAction();
         }
     };
+
+    // A port learned from a server that wisp started becomes the project's own, as if the user
+    // had set it: shown, polled and kept across restarts.
+    cancellables.append(connect(serverManager, &ServerManaging::portLearned, this,
+                                [this](const Project& project, int port) {
+                                    projectOverrides->setPort(project.folderPath(), port);
+                                }));
 
     // Each new selection moves polling to its port. Delivered on a later turn of the event
     // loop, with the value as it was published.

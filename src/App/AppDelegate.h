@@ -25,6 +25,7 @@ class HotKeyManager;
 class MainAction;
 class PermissionsManager;
 class ProjectManaging;
+class ProjectOverrides;
 class ServerManaging;
 class SettingsManager;
 class SettingsPopover;
@@ -94,6 +95,8 @@ public:
     SettingsManager* settingsManager = nullptr;
     ServerManaging* serverManager = nullptr;
     ProjectManaging* projectManager = nullptr;
+    // The user's per-project command and port, applied to every published project list.
+    ProjectOverrides* projectOverrides = nullptr;
     BrowserManaging* browserManager = nullptr;
     PermissionsManager* permissionsManager = nullptr;
     HotKeyManager* hotKeyManager = nullptr;
@@ -114,6 +117,7 @@ private:
     std::unique_ptr<SettingsManager> ownedSettingsManager;
     std::unique_ptr<PermissionsManager> ownedPermissionsManager;
     std::unique_ptr<ProjectManaging> ownedProjectManager;
+    std::unique_ptr<ProjectOverrides> ownedProjectOverrides;
     std::unique_ptr<ServerManaging> ownedServerManager;
     std::unique_ptr<BrowserManaging> ownedBrowserManager;
     std::unique_ptr<HotKeyManager> ownedHotKeyManager;
