@@ -318,13 +318,15 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     Log::line(QStringLiteral("✅ [ServerManager] Server process started (PID: %1)").arg(pid));
 
     std::optional<int> learned;
+    bool confirmed = false;
+    QSet<int> groupPorts;
     for (int attempt = 1; attempt <= startupAttempts; ++attempt) {
         co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
         const bool listening = co_await lsofReportsListener(port, toolDeadline);
         if (!self) {
             co_return port;
         }
-        QSet<int> groupPorts;
+        groupPorts.clear();
         if (!listening) {
             // The child leads its own session, so its process group is its pid.
             groupPorts = co_await ListeningPorts::ofProcessGroup(pid, toolDeadline);
@@ -337,6 +339,7 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
                 QStringLiteral("✅ [ServerManager] Server confirmed running on port %1 (attempt %2)")
                     .arg(port)
                     .arg(attempt));
+            confirmed = true;
             break;
         }
         if (!isRunning(child)) {
@@ -364,6 +367,19 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
                     .arg(port));
             learned = learner->learnedPort(groupPorts);
         }
+    }
+    for (int extra = 0; !confirmed && !learned && groupPorts.isEmpty() &&
+                        extra < learningAttempts && isRunning(child);
+         ++extra) {
+        co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
+        if (!self) {
+            co_return port;
+        }
+        groupPorts = co_await ListeningPorts::ofProcessGroup(pid, toolDeadline);
+        if (!self) {
+            co_return port;
+        }
+        learned = learner->learnedPort(groupPorts);
     }
 
     int serverPort = port;

@@ -95,7 +95,8 @@ protected:
             QStringLiteral("⏳ [ServerManager] Waiting for port %1... (attempt ").arg(port));
     }
 
-    // Everything a start that learned nothing leaves as it was.
+    // Everything a start that learned nothing leaves as it was. A server that listens nowhere
+    // is looked at longer, but without a line more.
     void expectNothingLearned(int reported)
     {
         EXPECT_EQ(reported, port);
@@ -160,6 +161,25 @@ TEST_F(ServerPortLearningTest, ASilentServerOnOneOtherPortIsLearnedOnceTheWaitsR
     EXPECT_EQ(timedOut, lastWait + 1) << lines.join(QLatin1Char('\n')).toStdString();
     EXPECT_GT(learnedAt, timedOut);
     EXPECT_EQ(log.count(learnedLine(other)), 1);
+    EXPECT_EQ(manager->currentPort(), other);
+    EXPECT_EQ(manager->status(), ServerStatus::running);
+}
+
+TEST_F(ServerPortLearningTest, AServerThatOpensItsPortOnlyAfterTheChecksRanOutIsStillLearned)
+{
+    const int other = TestSupport::freePort();
+    // Listens a second after the last check.
+    const double delay =
+        ServerManager::startupAttempts * ServerManager::startupAttemptIntervalMs / 1000.0 + 1.0;
+    const int reported = start(elsewhere({QStringLiteral("--delay"), QString::number(delay),
+                                          QStringLiteral("--listen"), QString::number(other)}));
+
+    EXPECT_EQ(reported, other);
+    EXPECT_EQ(learned, (QList<QPair<QString, int>>{{project().folderPath(), other}}));
+    const QStringList lines = log.lines();
+    // No line while it was looked at longer.
+    EXPECT_EQ(lines.indexOf(learnedLine(other)), lines.indexOf(notRespondingLine()) + 1)
+        << lines.join(QLatin1Char('\n')).toStdString();
     EXPECT_EQ(manager->currentPort(), other);
     EXPECT_EQ(manager->status(), ServerStatus::running);
 }
