@@ -1,7 +1,9 @@
 #include "Platform/ListeningPorts.h"
 
+#include <QCoro/QCoroFuture>
 #include <QDir>
 #include <QFile>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <climits>
 #include <unistd.h>
@@ -94,16 +96,13 @@ void addListeningPorts(const QString& table, const QSet<quint64>& inodes, QSet<i
     }
 }
 
-} // namespace
-
 // Read from /proc without starting a tool: the group's members, their socket inodes, and the
 // listening entries of the TCP tables that carry those inodes.
-QCoro::Task<QSet<int>> ListeningPorts::ofProcessGroup(qint64 group,
-                                                      std::chrono::milliseconds /*deadline*/)
+QSet<int> listeningPortsOfGroup(qint64 group)
 {
     QSet<int> ports;
     if (group <= 0) {
-        co_return ports;
+        return ports;
     }
     QSet<quint64> inodes;
     const QStringList entries =
@@ -120,9 +119,18 @@ QCoro::Task<QSet<int>> ListeningPorts::ofProcessGroup(qint64 group,
         }
     }
     if (inodes.isEmpty()) {
-        co_return ports;
+        return ports;
     }
     addListeningPorts(QStringLiteral("/proc/net/tcp"), inodes, ports);
     addListeningPorts(QStringLiteral("/proc/net/tcp6"), inodes, ports);
-    co_return ports;
+    return ports;
+}
+
+} // namespace
+
+// A walk over every process of the machine: done on a worker thread, off the main one.
+QCoro::Task<QSet<int>> ListeningPorts::ofProcessGroup(qint64 group,
+                                                      std::chrono::milliseconds /*deadline*/)
+{
+    co_return co_await QtConcurrent::run([group] { return listeningPortsOfGroup(group); });
 }
