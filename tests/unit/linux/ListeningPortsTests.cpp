@@ -1,9 +1,9 @@
 #include "Platform/ListeningPorts.h"
 
-#include "unit/ServerTestSupport.h"
 #include "support/AwaitTask.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
+#include "unit/ServerTestSupport.h"
 
 #include <QHostAddress>
 #include <QTcpServer>
