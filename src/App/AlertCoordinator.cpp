@@ -103,8 +103,10 @@ QCoro::Task<> AlertCoordinator::startServerAndOpenBrowser(Project project)
     const QPointer<AlertCoordinator> self(this);
     std::exception_ptr failure;
     try {
+        // The server may have been found on another port than the project's.
+        int port = project.port;
         if (serverManager) {
-            co_await serverManager->startServer(project, project.effectiveCommand());
+            port = co_await serverManager->startServer(project, project.effectiveCommand());
         }
         if (!self) {
             co_return;
@@ -114,7 +116,7 @@ QCoro::Task<> AlertCoordinator::startServerAndOpenBrowser(Project project)
             co_return;
         }
         if (openBrowserWindow) {
-            co_await openBrowserWindow(Addresses::localAddress(project.port));
+            co_await openBrowserWindow(Addresses::localAddress(port));
         }
     } catch (...) {
         failure = std::current_exception();

@@ -44,8 +44,9 @@ public:
 
     // Asks whether to start the project's server; on "Start Server" starts the task below.
     void showStartServerAlert(const Project& project);
-    // Starts the server, pauses `serverStartPause` (no port check) and opens the browser on
-    // the project's local address; failures end in the error alerts.
+    // Starts the server, pauses `serverStartPause` (no port check) and opens the browser on the
+    // local address of the port the server was found on (the project's, or the one learned from
+    // the server); failures end in the error alerts.
     QCoro::Task<> startServerAndOpenBrowser(Project project);
 
     void showBrowserError(const BrowserError& error);

@@ -182,6 +182,13 @@ void AppDelegate::applicationDidFinishLaunching()
         }
     };
 
+    // A port learned from a server that wisp started becomes the project's own, as if the user
+    // had set it: shown, polled and kept across restarts.
+    cancellables.append(connect(serverManager, &ServerManaging::portLearned, this,
+                                [this](const Project& project, int port) {
+                                    projectOverrides->setPort(project.folderPath(), port);
+                                }));
+
     // Each new selection moves polling to its port. Delivered on a later turn of the event
     // loop, with the value as it was published.
     cancellables.append(connect(projectManager, &ProjectManaging::selectedProjectChanged, this,

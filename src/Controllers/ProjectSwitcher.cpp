@@ -110,8 +110,10 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
         Log::line(QStringLiteral("▶️ [StatusBarController] Starting server for %1")
                       .arg(project.name));
         std::optional<QString> startFailure;
+        // Where the server is to be found: the project's port, or the one learned from it.
+        int port = project.port;
         try {
-            co_await serverManager->startServer(project, project.effectiveCommand());
+            port = co_await serverManager->startServer(project, project.effectiveCommand());
         } catch (const CancellationError&) {
             throw;
         } catch (const std::exception& error) {
@@ -132,7 +134,6 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
                 "⏹️ [StatusBarController] Switch cancelled before waiting for server"))) {
             co_return;
         }
-        const int port = project.port;
         const QString url = QStringLiteral("http://localhost:") + QString::number(port);
 
         int attempts = 0;

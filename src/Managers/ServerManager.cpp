@@ -1,9 +1,11 @@
 #include "Managers/ServerManager.h"
 
+#include "Managers/PortLearner.h"
 #include "Managers/ServerLogFolder.h"
 #include "Managers/ServerOutput.h"
 #include "Models/ServerError.h"
 #include "Platform/FolderAccess.h"
+#include "Platform/ListeningPorts.h"
 #include "Platform/SystemTools.h"
 #include "Utilities/ChildProcess.h"
 #include "Utilities/Log.h"
@@ -216,7 +218,7 @@ QStringList ServerManager::parseCommand(const QString& command)
     return arguments;
 }
 
-QCoro::Task<> ServerManager::startServer(Project project, QString command)
+QCoro::Task<int> ServerManager::startServer(Project project, QString command)
 {
     const QPointer<ServerManager> self(this);
     const std::chrono::milliseconds toolDeadline = deadline;
@@ -225,7 +227,7 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
     const int port = project.port;
     co_await killProcessesOnPort(port, toolDeadline);
     if (!self) {
-        co_return;
+        co_return port;
     }
 
     if (runningProcess) {
@@ -261,6 +263,11 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
     child->setProcessEnvironment(environment);
     detachInput(*child);
     auto* output = new ServerOutput(port, child);
+    // What the server prints and where its own processes listen tell where it really answers
+    // when the project's port stays silent.
+    const auto learner = std::make_shared<PortLearner>(port);
+    connect(output, &ServerOutput::chunkRead, output,
+            [learner](const QString& text) { learner->readOutput(text); });
     // A session of its own: the kill scripts signal whole process groups, and the server's
     // group must never be wisp's. It also keeps the server out of wisp's terminal signals.
     child->setChildProcessModifier([] { ::setsid(); });
@@ -308,23 +315,35 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
         if (child) {
             child->terminate();
         }
-        co_return;
+        co_return port;
     }
     runningProcess = child;
     runningPid = pid;
     Log::line(QStringLiteral("✅ [ServerManager] Server process started (PID: %1)").arg(pid));
 
+    std::optional<int> learned;
+    bool confirmed = false;
+    QSet<int> groupPorts;
     for (int attempt = 1; attempt <= startupAttempts; ++attempt) {
         co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
         const bool listening = co_await lsofReportsListener(port, toolDeadline);
         if (!self) {
-            co_return;
+            co_return port;
+        }
+        groupPorts.clear();
+        if (!listening) {
+            // The child leads its own session, so its process group is its pid.
+            groupPorts = co_await ListeningPorts::ofProcessGroup(pid, toolDeadline);
+            if (!self) {
+                co_return port;
+            }
         }
         if (listening) {
             Log::line(
                 QStringLiteral("✅ [ServerManager] Server confirmed running on port %1 (attempt %2)")
                     .arg(port)
                     .arg(attempt));
+            confirmed = true;
             break;
         }
         if (!isRunning(child)) {
@@ -336,6 +355,11 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
             setStatus(ServerStatus::stopped);
             throw error;
         }
+        // A server that has printed its address on the one port it listens on is ready.
+        learned = learner->announcedPort(groupPorts);
+        if (learned) {
+            break;
+        }
         Log::line(QStringLiteral("⏳ [ServerManager] Waiting for port %1... (attempt %2/%3)")
                       .arg(port)
                       .arg(attempt)
@@ -345,10 +369,38 @@ QCoro::Task<> ServerManager::startServer(Project project, QString command)
                 QStringLiteral(
                     "⚠️ [ServerManager] Server process running but port %1 not responding")
                     .arg(port));
+            learned = learner->learnedPort(groupPorts);
         }
     }
+    for (int extra = 0; !confirmed && !learned && groupPorts.isEmpty() &&
+                        extra < learningAttempts && isRunning(child);
+         ++extra) {
+        co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
+        if (!self) {
+            co_return port;
+        }
+        groupPorts = co_await ListeningPorts::ofProcessGroup(pid, toolDeadline);
+        if (!self) {
+            co_return port;
+        }
+        learned = learner->learnedPort(groupPorts);
+    }
 
+    int serverPort = port;
+    if (learned) {
+        serverPort = *learned;
+        Log::line(QStringLiteral("🔎 [ServerManager] Port %1 silent; server listens on %2, using it")
+                      .arg(port)
+                      .arg(serverPort));
+        // Polling follows at once; the owner of the project's settings stores the port.
+        setCurrentPort(serverPort);
+        Q_EMIT portLearned(project, serverPort);
+        if (!self) {
+            co_return serverPort;
+        }
+    }
     co_await updateStatus();
+    co_return serverPort;
 }
 
 void ServerManager::childEnded(QProcess* process, qint64 pid)

@@ -22,6 +22,10 @@ public:
     static constexpr int pollingIntervalMs = 2000;
     static constexpr int startupAttempts = 10;
     static constexpr int startupAttemptIntervalMs = 500;
+    // A server whose processes listen nowhere yet when the start-up checks run out (a bundler
+    // warming up on a busy machine) is looked at this many more times, 500 ms apart and without
+    // log lines, for the port it opens of its own accord.
+    static constexpr int learningAttempts = 20;
     static constexpr int terminateWaits = 10;
     static constexpr int terminateWaitMs = 100;
     static constexpr int politeKillWaitMs = 500;
@@ -41,7 +45,7 @@ public:
     ServerStatus status() const override { return currentStatus; }
     int currentPort() const override { return watchedPort; }
 
-    QCoro::Task<> startServer(Project project, QString command) override;
+    QCoro::Task<int> startServer(Project project, QString command) override;
     QCoro::Task<> killServer(int port) override;
     void startPolling(int port) override;
     void updatePollingPort(int port) override;

@@ -194,6 +194,7 @@ bool ServerOutput::readChunk(Stream& stream)
     // A chunk that is not valid UTF-8 is dropped; each chunk is one line, neither split nor joined.
     if (const std::optional<QString> text = decodeChunk(data)) {
         log(stream.channel, shown(*text));
+        Q_EMIT chunkRead(*text);
     }
     if (stream.offset < size) {
         return true;

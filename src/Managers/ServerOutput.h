@@ -54,6 +54,10 @@ public:
     // The length of the longest start of `data` that does not end inside a UTF-8 sequence.
     static qsizetype wholeCharactersLength(const QByteArray& data);
 
+Q_SIGNALS:
+    // One chunk of either stream as it is logged, before it is shortened for the log.
+    void chunkRead(const QString& text);
+
 private:
     struct Stream
     {

@@ -18,8 +18,9 @@ public:
     virtual ServerStatus status() const = 0;
     virtual int currentPort() const = 0;
 
-    // Throws ServerError.
-    virtual QCoro::Task<> startServer(Project project, QString command) = 0;
+    // The port the started server is to be found on: the project's, or the one learned from the
+    // server itself when the project's stayed silent. Throws ServerError.
+    virtual QCoro::Task<int> startServer(Project project, QString command) = 0;
     // Never throws.
     virtual QCoro::Task<> killServer(int port) = 0;
     virtual void startPolling(int port) = 0;
@@ -33,4 +34,7 @@ Q_SIGNALS:
     // Emitted on every status update, also when the value did not change.
     void statusChanged(ServerStatus status);
     void currentPortChanged(int port);
+    // A started server left the project's port silent and listens on `port` instead, which is
+    // now watched.
+    void portLearned(const Project& project, int port);
 };

@@ -2,6 +2,7 @@
 #include "Models/Browser.h"
 
 #include "Desktop.h"
+#include "NpmPackageCache.h"
 #include "WispProcess.h"
 
 #include "support/QtPrinters.h"
@@ -11,8 +12,11 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QHostAddress>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRect>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTcpServer>
@@ -86,6 +90,38 @@ void stopServersOn(int port)
     }
 }
 
+// What answers an HTTP request for "/" on localhost:`port` (either address family), with the
+// headers; empty when nothing does within `timeout`.
+QByteArray httpGet(int port, std::chrono::milliseconds timeout)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("localhost"), static_cast<quint16>(port));
+    if (!socket.waitForConnected(static_cast<int>(timeout.count()))) {
+        return QByteArray();
+    }
+    socket.write(QStringLiteral("GET / HTTP/1.1\r\nHost: localhost:%1\r\nConnection: close\r\n\r\n")
+                     .arg(port)
+                     .toUtf8());
+    QByteArray response;
+    QElapsedTimer clock;
+    clock.start();
+    while (socket.state() == QAbstractSocket::ConnectedState && clock.elapsed() < timeout.count()) {
+        socket.waitForReadyRead(200);
+        response += socket.readAll();
+    }
+    return response + socket.readAll();
+}
+
+// The development servers installed from the npm registry, with the version each test uses.
+struct NpmServer
+{
+    QString package;
+    QString version;
+};
+
+// Installing all four takes a few minutes on a fresh machine; later runs use the cache.
+constexpr auto npmInstallDeadline = 10min;
+
 class WispAppTest : public ::testing::Test
 {
 protected:
@@ -130,6 +166,117 @@ protected:
         wisps.clear();
         for (const int port : std::as_const(portsToClean)) {
             stopServersOn(port);
+        }
+        // The development servers started by wisp, with whatever they started.
+        for (const qint64 group : std::as_const(serverGroups)) {
+            ::kill(static_cast<pid_t>(-group), SIGTERM);
+        }
+        for (const qint64 group : std::as_const(serverGroups)) {
+            if (!waitUntil([group] { return ::kill(static_cast<pid_t>(-group), 0) != 0; }, 10s)) {
+                ::kill(static_cast<pid_t>(-group), SIGKILL);
+                waitUntil([group] { return ::kill(static_cast<pid_t>(-group), 0) != 0; }, 10s);
+            }
+        }
+    }
+
+    // The process groups of the servers a wisp started, from its "Server process started" lines.
+    void rememberServerGroups(const WispProcess& wisp)
+    {
+        static const QRegularExpression started(
+            QStringLiteral("^✅ \\[ServerManager\\] Server process started \\(PID: (\\d+)\\)$"));
+        for (const QString& line : wisp.lines) {
+            const QRegularExpressionMatch match = started.match(line);
+            if (match.hasMatch() && !serverGroups.contains(match.captured(1).toLongLong())) {
+                serverGroups.append(match.captured(1).toLongLong());
+            }
+        }
+    }
+
+    // A project in the projects folder that uses `server` from the npm cache (its node_modules
+    // linked in), made the selected project. Skips the test when the registry cannot be reached.
+    void makeNpmProject(const QString& name, const NpmServer& server,
+                        const QMap<QString, QByteArray>& files)
+    {
+        const NpmPackageCache::Outcome cached =
+            NpmPackageCache::folderOf(server.package, server.version, npmInstallDeadline);
+        if (cached.registryUnreachable) {
+            GTEST_SKIP() << "the npm registry cannot be reached to install "
+                         << server.package.toStdString() << "@" << server.version.toStdString()
+                         << ": " << cached.problem.toStdString();
+        }
+        ASSERT_FALSE(cached.folder.isEmpty()) << cached.problem.toStdString();
+
+        const QString folder = QDir(projects.path()).filePath(name);
+        for (auto file = files.cbegin(); file != files.cend(); ++file) {
+            TestSupport::writeFile(folder, file.key(), file.value());
+        }
+        ASSERT_TRUE(QFile::link(QDir(cached.folder).filePath(QStringLiteral("node_modules")),
+                                QDir(folder).filePath(QStringLiteral("node_modules"))));
+        SettingsManager settings(std::make_unique<QSettings>(
+            QDir(config.path()).filePath(QStringLiteral("wisp/wisp.conf")), QSettings::IniFormat));
+        settings.setSelectedProjectPath(folder);
+        npmProjectPath = folder;
+    }
+
+    // One click on the tray icon, "Start Server" in the alert; then the stand-in browser must be
+    // sent to where the selected project's server really answers with `marker`.
+    void clickStartAndExpectTheBrowserWhereTheServerAnswers(const QByteArray& marker)
+    {
+        WispProcess& wisp = launchWisp();
+        const QString pollingPrefix = QStringLiteral("🚀 [AppDelegate] Starting polling on port ");
+        ASSERT_TRUE(wisp.waitForLineStartingWith(pollingPrefix, 60s)) << wisp.log().toStdString();
+        const int detectedPort =
+            wisp.lines.at(wisp.indexStartingWith(pollingPrefix)).mid(pollingPrefix.size()).toInt();
+        ASSERT_GT(detectedPort, 0);
+        // The start clears the project's port first: it must be nobody else's.
+        ASSERT_TRUE(portIsFree(detectedPort)) << "port " << detectedPort << " is in use";
+        portsToClean.append(detectedPort);
+
+        clickTrayIcon(1);
+        const std::optional<XWindow> alert = waitForWindow(isAlert);
+        ASSERT_TRUE(alert.has_value()) << wisp.log().toStdString();
+        xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), alert->id});
+        keys({QStringLiteral("Return")});
+
+        const bool opened = waitUntil([&] { return !browserLaunches().isEmpty(); }, 120s);
+        rememberServerGroups(wisp);
+        ASSERT_TRUE(opened) << wisp.log().toStdString();
+        const QStringList launch = browserLaunches().first();
+        ASSERT_EQ(launch.size(), 2) << launch.join(QLatin1Char(' ')).toStdString();
+        EXPECT_EQ(launch.first(), QStringLiteral("--incognito"));
+        const QString prefix = QStringLiteral("http://localhost:");
+        ASSERT_TRUE(launch.last().startsWith(prefix)) << launch.last().toStdString();
+        const int openedPort = launch.last().mid(prefix.size()).toInt();
+        ASSERT_GT(openedPort, 0) << launch.last().toStdString();
+        portsToClean.append(openedPort);
+        RecordProperty("detectedPort", detectedPort);
+        RecordProperty("openedPort", openedPort);
+
+        // A development server may compile the page on its first request.
+        const QByteArray page = httpGet(openedPort, 60s);
+        EXPECT_TRUE(page.startsWith("HTTP/1.1 200")) << page.left(500).toStdString();
+        EXPECT_TRUE(page.contains(marker)) << "opened " << launch.last().toStdString() << ":\n"
+                                           << page.left(2000).toStdString() << "\n"
+                                           << wisp.log().toStdString();
+
+        if (openedPort != detectedPort) {
+            // Learned from the server: said, stored and polled.
+            EXPECT_TRUE(wisp.lines.contains(
+                QStringLiteral("🔎 [ServerManager] Port %1 silent; server listens on %2, using it")
+                    .arg(detectedPort)
+                    .arg(openedPort)))
+                << wisp.log().toStdString();
+            EXPECT_TRUE(wisp.waitForLine(
+                QStringLiteral("🔍 [ServerManager] Polling port %1: RUNNING ✅").arg(openedPort)))
+                << wisp.log().toStdString();
+            QSettings stored(QDir(config.path()).filePath(QStringLiteral("wisp/wisp.conf")),
+                             QSettings::IniFormat);
+            const QJsonObject ports =
+                QJsonDocument::fromJson(
+                    stored.value(QStringLiteral("projectPorts")).toString().toUtf8())
+                    .object();
+            EXPECT_EQ(ports.value(npmProjectPath).toInt(), openedPort)
+                << stored.value(QStringLiteral("projectPorts")).toString().toStdString();
         }
     }
 
@@ -187,6 +334,8 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
         environment.insert(QStringLiteral("TMPDIR"), temporary.path());
         environment.insert(QStringLiteral("XDG_STATE_HOME"), temporary.path());
         environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records.path());
+        // The development servers it starts ask nothing and send nothing home.
+        environment.insert(QStringLiteral("ASTRO_TELEMETRY_DISABLED"), QStringLiteral("1"));
         // The application deliberately never frees its delegate.
         const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));
         environment.insert(QStringLiteral("ASAN_OPTIONS"),
@@ -288,6 +437,8 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
     QString sitePath;
     int apiPort = 0;
     QList<int> portsToClean;
+    QList<qint64> serverGroups;
+    QString npmProjectPath;
     std::vector<std::unique_ptr<WispProcess>> wisps;
 };
 
@@ -402,6 +553,75 @@ TEST_F(WispAppTest, SecondLaunchExitsAndTheRunningInstancePerformsTheMainAction)
     first.stop();
     site.terminate();
     site.waitForFinished(5000);
+}
+
+TEST_F(WispAppTest, AViteProjectOpensWhereItsServerAnswers)
+{
+    makeNpmProject(QStringLiteral("vite-app"), {QStringLiteral("vite"), QStringLiteral("5.4.21")},
+                   {{QStringLiteral("package.json"),
+                     R"({"name": "vite-app", "private": true, "type": "module",
+  "scripts": {"dev": "vite"}, "devDependencies": {"vite": "5.4.21"}}
+)"},
+                    {QStringLiteral("index.html"),
+                     "<!doctype html><title>vite-app</title><h1>vite marker 5173</h1>\n"}});
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("vite marker 5173");
+}
+
+TEST_F(WispAppTest, AnAstroProjectOpensWhereItsServerAnswers)
+{
+    makeNpmProject(QStringLiteral("astro-site"),
+                   {QStringLiteral("astro"), QStringLiteral("4.16.19")},
+                   {{QStringLiteral("package.json"),
+                     R"({"name": "astro-site", "private": true, "type": "module",
+  "scripts": {"dev": "astro dev"}, "dependencies": {"astro": "4.16.19"}}
+)"},
+                    {QStringLiteral("src/pages/index.astro"),
+                     "<html><body><h1>astro marker 4321</h1></body></html>\n"}});
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("astro marker 4321");
+}
+
+TEST_F(WispAppTest, AnEleventyProjectOpensWhereItsServerAnswers)
+{
+    makeNpmProject(QStringLiteral("eleventy-site"),
+                   {QStringLiteral("@11ty/eleventy"), QStringLiteral("2.0.1")},
+                   {{QStringLiteral("package.json"),
+                     R"({"name": "eleventy-site", "private": true,
+  "scripts": {"dev": "eleventy --serve"}, "devDependencies": {"@11ty/eleventy": "2.0.1"}}
+)"},
+                    {QStringLiteral("index.md"), "# eleventy marker 8080\n"}});
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("eleventy marker 8080");
+}
+
+TEST_F(WispAppTest, AnExpressAppOnAFixedPortOpensWhereItAnswers)
+{
+    // Fixed in its server file, where no detection looks; free on this machine.
+    const int fixedPort = TestSupport::freePort();
+    makeNpmProject(
+        QStringLiteral("express-api"), {QStringLiteral("express"), QStringLiteral("4.22.3")},
+        {{QStringLiteral("package.json"),
+          R"({"name": "express-api", "private": true,
+  "scripts": {"dev": "node server.js"}, "dependencies": {"express": "4.22.3"}}
+)"},
+         {QStringLiteral("server.js"), QStringLiteral(R"(const express = require('express');
+const app = express();
+app.get('/', (request, response) => response.send('express marker'));
+app.listen(%1, () => console.log('API listening on port %1'));
+)")
+                                           .arg(fixedPort)
+                                           .toUtf8()}});
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("express marker");
 }
 
 TEST(WispAppWithoutDisplay, SaysSoAndExitsWithAnError)

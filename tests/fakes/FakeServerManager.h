@@ -32,6 +32,9 @@ public:
     Gate* checkGate = nullptr;
     // Runs when a start returns successfully (e.g. to make the port answer).
     std::function<void(const Project&)> onStarted;
+    // The port a successful start reports as learned from the server (and announces), instead
+    // of the project's.
+    std::optional<int> learnedPort;
 
     // Observations.
     QStringList calls;
@@ -59,7 +62,7 @@ public:
     ServerStatus status() const override { return currentStatus; }
     int currentPort() const override { return port; }
 
-    QCoro::Task<> startServer(Project project, QString command) override
+    QCoro::Task<int> startServer(Project project, QString command) override
     {
         calls.append(QStringLiteral("startServer(%1, %2)").arg(project.name, command));
         co_await passGate(startGate);
@@ -67,9 +70,14 @@ public:
         if (startFailure) {
             throw ServerError::failedToStart(*startFailure);
         }
+        if (learnedPort) {
+            port = *learnedPort;
+            Q_EMIT portLearned(project, *learnedPort);
+        }
         if (onStarted) {
             onStarted(project);
         }
+        co_return learnedPort.value_or(project.port);
     }
 
     QCoro::Task<> killServer(int port) override

@@ -26,6 +26,7 @@
 #include "support/QtPrinters.h"
 #include "support/TestProjects.h"
 #include "support/TestSupport.h"
+#include "unit/ServerTestSupport.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -147,6 +148,11 @@ protected:
         };
         made.makeServerManager = [this]() -> std::unique_ptr<ServerManaging> {
             created.append(QStringLiteral("ServerManager"));
+            if (realServerManager) {
+                auto manager = std::make_unique<ServerManager>();
+                realServer = manager.get();
+                return manager;
+            }
             auto manager = std::make_unique<ShutdownServerManager>();
             manager->listeningPorts = listeningPorts;
             server = manager.get();
@@ -212,6 +218,8 @@ protected:
     std::shared_ptr<FakeFolderChooser> chooser = std::make_shared<FakeFolderChooser>();
 
     bool realProjectManager = false;
+    bool realServerManager = false;
+    ServerManager* realServer = nullptr;
     std::optional<QList<Project>> scanResult;
     QSet<int> listeningPorts;
 
@@ -537,6 +545,67 @@ TEST_F(AppDelegateTest, MainActionOnAStoppedServerAsksToStartItAndStartsIt)
     EXPECT_TRUE(server->calls.contains(QStringLiteral("startServer(api, npm run dev)")));
     EXPECT_EQ(browser->calls.last(),
               QStringLiteral("openIncognito(http://localhost:4100, chrome)"));
+}
+
+TEST_F(AppDelegateTest, APortLearnedFromTheStartedServerIsKeptAsTheProjectsPortAndOpened)
+{
+    completeOnboarding(std::nullopt);
+    launch();
+    delegate->alerts()->serverStartPause = 10ms;
+    const Project api = project(QStringLiteral("api"), 4100, QStringLiteral("/p/api"));
+    fakeProjects->setSelectedProject(api);
+    server->learnedPort = 4567;
+
+    awaitTask(delegate->performMainAction());
+    ASSERT_TRUE(waitUntil([&] { return browser->calls.size() == 2; }));
+    EXPECT_EQ(browser->calls.last(),
+              QStringLiteral("openIncognito(http://localhost:4567, chrome)"));
+    const QJsonObject stored =
+        QJsonDocument::fromJson(storedSettings()->projectPorts().value_or(QByteArray())).object();
+    EXPECT_EQ(stored, (QJsonObject{{QStringLiteral("/p/api"), 4567}}));
+    EXPECT_EQ(delegate->projectOverrides->port(QStringLiteral("/p/api")), 4567);
+}
+
+TEST_F(AppDelegateTest, AStartedServerFoundOnAnotherPortIsOpenedThereWatchedThereAndKept)
+{
+    using namespace ServerTests;
+    const ScopedTemporaryDirectory temporary;
+    ProcessGroupReaper reaper;
+    realServerManager = true;
+    completeOnboarding(std::nullopt);
+    launch();
+    delegate->alerts()->serverStartPause = 10ms;
+    QTemporaryDir folder;
+    const int silent = TestSupport::freePort();
+    const int other = TestSupport::freePort();
+    Project site = project(QStringLiteral("site"), silent, folder.path());
+    site.customCommand = QStringLiteral("python3 %1 --listen %2 --print http://localhost:%2/")
+                             .arg(fixture(QStringLiteral("elsewhere_server.py")))
+                             .arg(other);
+    fakeProjects->setSelectedProject(site);
+
+    awaitTask(delegate->performMainAction());
+    ASSERT_EQ(presenter->shown.size(), 1);
+    const bool opened = waitUntil([&] { return browser->calls.size() == 2; }, 60s);
+    if (realServer->hasRunningProcess()) {
+        reaper.add(realServer->runningProcessId());
+    }
+    ASSERT_TRUE(opened) << log.lines().join(QLatin1Char('\n')).toStdString();
+
+    EXPECT_EQ(browser->calls.last(),
+              QStringLiteral("openIncognito(http://localhost:%1, chrome)").arg(other));
+    EXPECT_EQ(
+        log.count(QStringLiteral("🔎 [ServerManager] Port %1 silent; server listens on %2, using it")
+                      .arg(silent)
+                      .arg(other)),
+        1);
+    EXPECT_EQ(realServer->currentPort(), other);
+    EXPECT_TRUE(
+        log.contains(QStringLiteral("🔍 [ServerManager] Polling port %1: RUNNING ✅").arg(other)));
+    const QJsonObject stored =
+        QJsonDocument::fromJson(storedSettings()->projectPorts().value_or(QByteArray())).object();
+    EXPECT_EQ(stored, (QJsonObject{{QDir::cleanPath(folder.path()), other}}))
+        << QJsonDocument(stored).toJson().toStdString();
 }
 
 // --- re-open ---

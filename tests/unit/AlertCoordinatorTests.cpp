@@ -136,6 +136,23 @@ TEST_F(AlertCoordinatorTest, BrowserOpensAfterThePauseAlsoWhenThePortAlreadyAnsw
     EXPECT_TRUE(serverManager.callsStartingWith(QStringLiteral("checkPort")).isEmpty());
 }
 
+TEST_F(AlertCoordinatorTest, BrowserOpensWhereTheServerWasFoundWhenItsPortWasLearned)
+{
+    alerts.serverStartPause = 10ms;
+    serverManager.learnedPort = 4321;
+    bool ended = false;
+    QObject::connect(&alerts, &AlertCoordinator::startServerFlowEnded, [&] { ended = true; });
+
+    presenter->answers = {0};
+    alerts.showStartServerAlert(web);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return ended; }));
+    EXPECT_EQ(opened, QStringList{QStringLiteral("localhost:4321")});
+    // The question named the project's port as it was before the start.
+    ASSERT_EQ(presenter->shown.size(), 1);
+    EXPECT_EQ(presenter->shown.first().informativeText,
+              QStringLiteral("Would you like to start web on port 3000?"));
+}
+
 TEST_F(AlertCoordinatorTest, FailedStartShowsTheGenericErrorAndOpensNothing)
 {
     alerts.serverStartPause = 10ms;

@@ -120,6 +120,30 @@ TEST_F(ProjectSwitcherTest, SuccessfulSwitchLogsTheWholeSequence)
     EXPECT_EQ(settings->selectedProjectPath(), QStringLiteral("/p/b"));
 }
 
+TEST_F(ProjectSwitcherTest, AfterALearnedPortTheSwitchWaitsForAndOpensThatPort)
+{
+    startWith(a);
+    serverManager.learnedPort = 4321;
+    serverManager.listeningPorts = {4321};
+
+    switcher.projectSelected(b);
+    ASSERT_TRUE(waitForSwitch());
+
+    EXPECT_EQ(serverManager.calls, (QStringList{QStringLiteral("killServer(3000)"),
+                                                QStringLiteral("killServer(3000) done"),
+                                                QStringLiteral("startServer(B, npm run dev)"),
+                                                QStringLiteral("checkPort(4321)"),
+                                                QStringLiteral("updatePollingPort(4321)")}));
+    EXPECT_EQ(browserManager.calls,
+              (QStringList{QStringLiteral("findExistingWindow(http://localhost:4321, auto)"),
+                           QStringLiteral("openIncognito(http://localhost:4321, auto)")}));
+    EXPECT_TRUE(
+        log.contains(QStringLiteral("✅ [StatusBarController] Server is running on port 4321")));
+    // The switch still announces the project as it was chosen.
+    EXPECT_TRUE(log.contains(
+        QStringLiteral("🔄 [StatusBarController] Switching to project: B (port 3001)")));
+}
+
 TEST_F(ProjectSwitcherTest, ExistingTabIsFocusedInsteadOfAPrivateWindow)
 {
     startWith(a);
