@@ -1,5 +1,6 @@
 #include "PortalHotKeyBackend.h"
 
+#include "HotKey/DeliveredHotKeyEvent.h"
 #include "HotKey/HotKeysController.h"
 #include "PortalTrigger.h"
 
@@ -10,24 +11,6 @@
 namespace {
 
 Q_LOGGING_CATEGORY(portalLog, "wisp.hotkey")
-
-class PortalHotKeyEvent final : public HotKeyEvent
-{
-public:
-    PortalHotKeyEvent(HotKeyID hotKeyID, std::uint32_t kind) : hotKeyID(hotKeyID), eventKind(kind)
-    {}
-
-    std::int32_t readHotKeyID(HotKeyID* out) const override
-    {
-        *out = hotKeyID;
-        return HotKeysController::noErr;
-    }
-    std::uint32_t kind() const override { return eventKind; }
-
-private:
-    HotKeyID hotKeyID;
-    std::uint32_t eventKind;
-};
 
 } // namespace
 
@@ -138,6 +121,6 @@ void PortalHotKeyBackend::deliver(HotKeyEvent::HotKeyID hotKeyID, std::uint32_t 
     if (!handlerInstalled) {
         return;
     }
-    const PortalHotKeyEvent event(hotKeyID, kind);
+    const DeliveredHotKeyEvent event(hotKeyID, kind);
     HotKeysController::handleCarbonEvent(&event);
 }

@@ -1,5 +1,6 @@
 #include "X11HotKeyBackend.h"
 
+#include "HotKey/DeliveredHotKeyEvent.h"
 #include "HotKey/HotKeysController.h"
 #include "HotKey/portal/PortalHotKeyBackend.h"
 #include "HotKey/portal/WaylandSession.h"
@@ -124,23 +125,6 @@ bool grabKey(Display* display, KeyCode keycode, unsigned int modifiers, unsigned
     XSetErrorHandler(previous);
     return !failed;
 }
-
-class X11HotKeyEvent final : public HotKeyEvent
-{
-public:
-    X11HotKeyEvent(HotKeyID hotKeyID, std::uint32_t kind) : hotKeyID(hotKeyID), eventKind(kind) {}
-
-    std::int32_t readHotKeyID(HotKeyID* out) const override
-    {
-        *out = hotKeyID;
-        return HotKeysController::noErr;
-    }
-    std::uint32_t kind() const override { return eventKind; }
-
-private:
-    HotKeyID hotKeyID;
-    std::uint32_t eventKind;
-};
 
 class XcbEventFilter final : public QAbstractNativeEventFilter
 {
@@ -422,9 +406,9 @@ bool X11HotKeyBackend::handleXcbEvent(void* message)
         match->isDown = false;
         match->lastRelease = keyEvent->time;
     }
-    const X11HotKeyEvent hotKeyEvent(match->hotKeyID, press
-                                                          ? HotKeysController::eventHotKeyPressed
-                                                          : HotKeysController::eventHotKeyReleased);
+    const DeliveredHotKeyEvent hotKeyEvent(match->hotKeyID,
+                                           press ? HotKeysController::eventHotKeyPressed
+                                                 : HotKeysController::eventHotKeyReleased);
     // The handler may unregister hot keys, so nothing of `grabs` is used after it runs.
     return HotKeysController::handleCarbonEvent(&hotKeyEvent) == HotKeysController::noErr;
 }
