@@ -36,7 +36,7 @@ QString execValue(const QString& executable)
 QString LinuxLoginItem::entryPath()
 {
     QString configHome = qEnvironmentVariable("XDG_CONFIG_HOME");
-    // The specification ignores a relative value.
+    // The XDG base directory specification ignores a relative value.
     if (configHome.isEmpty() || !QDir::isAbsolutePath(configHome)) {
         configHome = QDir::homePath() + QStringLiteral("/.config");
     }
