@@ -1,4 +1,5 @@
 #include "Controllers/StatusBarController.h"
+#include "Desktop.h"
 #include "HotKey/HotKey.h"
 #include "HotKey/HotKeysController.h"
 #include "HotKey/x11/X11HotKeyBackend.h"
@@ -20,6 +21,7 @@
 #include "support/TestSupport.h"
 
 #include <QAction>
+#include <QDir>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QMenu>
@@ -406,6 +408,10 @@ TEST_F(GlobalHotKeyTest, ShortcutHeldByAnotherClientIsReportedAndAnotherOneCanBe
     EXPECT_EQ(recorder->label(), QStringLiteral("Click to set"));
     EXPECT_EQ(view.shortcutProblemLabel()->text(), problem);
     EXPECT_TRUE(view.shortcutProblemLabel()->isVisible());
+    const QString shots =
+        QDir::cleanPath(QStringLiteral(WISP_BIN_DIR "/../test-output/e2e-shortcut"));
+    ASSERT_TRUE(QDir().mkpath(shots));
+    EXPECT_TRUE(Desktop::screenshot(shots + QStringLiteral("/shortcut-taken.png")));
 
     // Recording another combination on the keyboard registers it at once.
     xdotool(

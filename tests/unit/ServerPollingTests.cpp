@@ -229,6 +229,8 @@ TEST_F(ServerPollingTest, ThousandPortChecksLeakNoDescriptorsAndLeaveNoZombies)
 
     EXPECT_EQ(finished, total);
     EXPECT_EQ(listening, 0);
-    EXPECT_EQ(TestSupport::openFileDescriptorCount(), descriptors);
+    // No growth. Run with other tests in one process, descriptors that an earlier test's
+    // objects close late may go meanwhile.
+    EXPECT_LE(TestSupport::openFileDescriptorCount(), descriptors);
     EXPECT_TRUE(waitUntil([] { return zombieChildren().isEmpty(); }));
 }

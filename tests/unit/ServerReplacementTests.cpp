@@ -115,7 +115,8 @@ TEST_F(ServerReplacementTest, FiftyReplacementsLeaveNoDescriptorsOrProcessesBehi
         },
         30s));
     EXPECT_TRUE(manager->hasRunningProcess());
+    // No growth (see the thousand port checks for why not equality).
     EXPECT_TRUE(
-        waitUntil([&] { return TestSupport::openFileDescriptorCount() == descriptors; }, 30s))
+        waitUntil([&] { return TestSupport::openFileDescriptorCount() <= descriptors; }, 30s))
         << TestSupport::openFileDescriptorCount() << " descriptors, " << descriptors << " before";
 }
