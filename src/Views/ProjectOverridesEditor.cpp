@@ -139,6 +139,14 @@ QString ProjectOverridesEditor::portSourceCaption(const std::optional<PortSource
     return QStringLiteral("Default port");
 }
 
+ProjectOverridesEditor::~ProjectOverridesEditor()
+{
+    // Closing the window while a field has the focus finishes its editing, by then on an
+    // editor that is half destroyed; an edit is applied while the editor lives only.
+    command->disconnect(this);
+    port->disconnect(this);
+}
+
 void ProjectOverridesEditor::setProject(const std::optional<Project>& shown)
 {
     project = shown;

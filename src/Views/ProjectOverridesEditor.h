@@ -24,6 +24,7 @@ class ProjectOverridesEditor : public QWidget
     Q_OBJECT
 public:
     explicit ProjectOverridesEditor(ProjectOverrides* overrides, QWidget* parent = nullptr);
+    ~ProjectOverridesEditor() override;
 
     // Shows `project` as published (its overrides applied); none hides the fields.
     void setProject(const std::optional<Project>& project);
