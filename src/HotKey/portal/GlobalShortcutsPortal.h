@@ -39,7 +39,7 @@ public:
     // Closes the session, which releases the shortcut.
     ~GlobalShortcutsPortal() override;
 
-    // Asks for one shortcut. `preferredTrigger` is written as the XDG shortcuts specification
+    // Asks for one shortcut. `preferredTrigger` is written as the XDG shortcuts standard
     // does ("CTRL+ALT+l"). Call once.
     void bind(const QString& shortcutId, const QString& description,
               const QString& preferredTrigger);

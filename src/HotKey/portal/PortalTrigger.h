@@ -5,7 +5,7 @@
 #include <QString>
 
 // A key combination as a global shortcuts portal's preferred trigger, in the words of the XDG
-// shortcuts specification: modifiers, then the key's X key symbol name ("CTRL+ALT+l").
+// shortcuts standard: modifiers, then the key's X key symbol name ("CTRL+ALT+l").
 class PortalTrigger
 {
 public:

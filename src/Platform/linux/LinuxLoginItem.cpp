@@ -8,7 +8,7 @@
 
 namespace {
 
-// An Exec value of the desktop entry specification: a path with reserved characters is quoted,
+// An Exec value of a freedesktop desktop entry: a path with reserved characters is quoted,
 // with ", `, $ and \ escaped inside the quotes; then, as for any string value, \ is escaped.
 QString execValue(const QString& executable)
 {
@@ -36,7 +36,7 @@ QString execValue(const QString& executable)
 QString LinuxLoginItem::entryPath()
 {
     QString configHome = qEnvironmentVariable("XDG_CONFIG_HOME");
-    // The XDG base directory specification ignores a relative value.
+    // XDG base directories ignore a relative value.
     if (configHome.isEmpty() || !QDir::isAbsolutePath(configHome)) {
         configHome = QDir::homePath() + QStringLiteral("/.config");
     }

@@ -2,7 +2,7 @@
 
 #include "Platform/LoginItem.h"
 
-// The autostart entry of the freedesktop autostart specification:
+// The autostart entry of freedesktop desktops:
 // $XDG_CONFIG_HOME/autostart/wisp.desktop (by default ~/.config/autostart/wisp.desktop), which
 // desktops start at login. It starts the executable that wrote it.
 class LinuxLoginItem final : public LoginItem

@@ -59,7 +59,7 @@ protected:
 TEST_F(LinuxLoginItemTest, EntryLivesInTheAutostartFolderOfTheConfigHome)
 {
     EXPECT_EQ(LinuxLoginItem::entryPath(), entry());
-    // A relative configuration home is ignored, as the base directory specification says.
+    // A relative configuration home is ignored, as XDG base directories are read.
     qputenv("XDG_CONFIG_HOME", "relative/config");
     EXPECT_EQ(LinuxLoginItem::entryPath(),
               QDir::homePath() + QStringLiteral("/.config/autostart/wisp.desktop"));

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(PortalTrigger, DefaultShortcutReadsAsTheShortcutsSpecificationWritesIt)
+TEST(PortalTrigger, DefaultShortcutReadsAsTheShortcutsStandardWritesIt)
 {
     EXPECT_EQ(PortalTrigger::fromKeyCombo(KeyCombo(37, 0x1800)), QStringLiteral("CTRL+ALT+l"));
 }
