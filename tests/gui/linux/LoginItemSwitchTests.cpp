@@ -9,6 +9,7 @@
 #include "fakes/FakeSystemSettingsOpener.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
+#include "support/ScopedConfigHome.h"
 #include "support/TestSettings.h"
 
 #include <QCoreApplication>
@@ -17,7 +18,6 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QStyleOptionButton>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -30,15 +30,9 @@ namespace {
 class LoginItemSwitchTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(home.isValid());
-        previous = qgetenv("XDG_CONFIG_HOME");
-        qputenv("XDG_CONFIG_HOME", configHome().toLocal8Bit());
-    }
-    void TearDown() override { qputenv("XDG_CONFIG_HOME", previous); }
+    void SetUp() override { ASSERT_TRUE(home.isValid()); }
 
-    QString configHome() const { return home.filePath(QStringLiteral("config")); }
+    QString configHome() const { return home.path(); }
     QString entry() const { return configHome() + QStringLiteral("/autostart/wisp.desktop"); }
 
     LoginItemSwitch* makeSwitch()
@@ -59,8 +53,7 @@ protected:
         QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, indicator.center());
     }
 
-    QTemporaryDir home;
-    QByteArray previous;
+    ScopedConfigHome home;
     std::unique_ptr<LoginItemSwitch> loginSwitch;
 };
 

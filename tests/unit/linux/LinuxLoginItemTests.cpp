@@ -1,6 +1,7 @@
 #include "Platform/linux/LinuxLoginItem.h"
 
 #include "support/QtPrinters.h"
+#include "support/ScopedConfigHome.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -8,25 +9,18 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-// Points $XDG_CONFIG_HOME at a fresh folder for one test and gives the old value back.
+// Each test with a fresh configuration home of its own.
 class LinuxLoginItemTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(home.isValid());
-        previous = qgetenv("XDG_CONFIG_HOME");
-        qputenv("XDG_CONFIG_HOME", configHome().toLocal8Bit());
-    }
-    void TearDown() override { qputenv("XDG_CONFIG_HOME", previous); }
+    void SetUp() override { ASSERT_TRUE(home.isValid()); }
 
-    QString configHome() const { return home.filePath(QStringLiteral("config")); }
+    QString configHome() const { return home.path(); }
     QString entry() const { return configHome() + QStringLiteral("/autostart/wisp.desktop"); }
 
     static QString readAll(const QString& path)
@@ -49,8 +43,7 @@ protected:
         return validator.exitCode() == 0 ? output : QStringLiteral("rejected: ") + output;
     }
 
-    QTemporaryDir home;
-    QByteArray previous;
+    ScopedConfigHome home;
     LinuxLoginItem loginItem;
 };
 
