@@ -24,13 +24,14 @@ public:
     // launches the delegate and runs the event loop until quit.
     int run();
 
-    AppDelegate* appDelegate() const { return _appDelegate; }
+    static AppDelegate* appDelegate() { return _appDelegate; }
 
 private:
     // Created at launch and deliberately never destroyed, as an application delegate on macOS
     // is never deallocated: destroying it would destroy the ServerManager, which sends SIGTERM
-    // to the server it tracks, and quitting must leave development servers running.
-    AppDelegate* _appDelegate = nullptr;
+    // to the server it tracks, and quitting must leave development servers running. Held in
+    // static storage, so that it stays reachable to the end and leak checkers do not count it.
+    static inline AppDelegate* _appDelegate = nullptr;
     std::unique_ptr<SingleInstance> singleInstance;
     std::unique_ptr<ReopenEvents> reopenEvents;
 };

@@ -53,8 +53,8 @@ QCoro::Task<> run(ServerManager* manager, Project project, QString command)
     trigger->connectToHost(QHostAddress::LocalHost, static_cast<quint16>(project.port));
 
     auto* watch = new QTimer(manager);
-    auto* elapsed = new QElapsedTimer();
-    elapsed->start();
+    QElapsedTimer elapsed;
+    elapsed.start();
     QObject::connect(watch, &QTimer::timeout, manager, [manager, watch, elapsed] {
         if (!manager->hasRunningProcess()) {
             watch->stop();
@@ -62,7 +62,7 @@ QCoro::Task<> run(ServerManager* manager, Project project, QString command)
             // Stay for the test to measure; then go when it closes our input.
             std::fgetc(stdin);
             QCoreApplication::exit(0);
-        } else if (elapsed->hasExpired(300000)) {
+        } else if (elapsed.hasExpired(300000)) {
             watch->stop();
             fail(QStringLiteral("the server did not end"));
         }

@@ -38,6 +38,8 @@ QCoro::Task<> startAndQuit(ServerManager* manager, Project project, QString comm
 
 } // namespace
 
+ServerManager* keptManager = nullptr;
+
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
@@ -52,8 +54,9 @@ int main(int argc, char** argv)
     project.path = QUrl::fromLocalFile(arguments.at(1));
     project.port = arguments.at(2).toInt();
 
-    // Deliberately never deleted.
+    // Deliberately never deleted; held in a global so that leak checkers see it as reachable.
     auto* manager = new ServerManager();
+    keptManager = manager;
     manager->startPolling(project.port);
     QTimer::singleShot(0, manager, [manager, project, command = arguments.at(3)] {
         startAndQuit(manager, project, command);
