@@ -81,8 +81,8 @@ int WispApp::run()
 
     delegate->applicationDidFinishLaunching();
     // Only once the tray icon is up: decoding the window icon loads the image format plugins,
-    // and asking for a tray opens a session bus round trip, both of which would delay the icon.
-    // Windows shown meanwhile take the icon when it is set.
+    // and asking whether there is a tray waits for the session bus and the X server, both of
+    // which would delay the icon. Windows shown meanwhile take the window icon when it is set.
     setWindowIcon();
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         Log::line(QStringLiteral("⚠️ [WispApp] No system tray is available; the wisp icon "
