@@ -278,9 +278,11 @@ def main():
             print(f"  {'':9} {'own CPU ms':>11} {'children ms':>12} {'RSS MiB':>8}")
             print(f"  {'wisp':9} {w_own:11.1f} {w_children:12.1f} {w_rss:8.1f}")
             print(f"  {'minimal':9} {m_own:11.1f} {m_children:12.1f} {m_rss:8.1f}")
-            total = (w_own + w_children) / (m_own + m_children) if m_own + m_children else 0
-            print(f"  ratios wisp/minimal: own CPU {w_own / m_own if m_own else 0:.1f}, "
-                  f"CPU with children {total:.1f}, RSS {w_rss / m_rss:.2f}")
+            def ratio(a, b):
+                return f"{a / b:.1f}" if b else "n/a (the minimal application used none)"
+
+            print(f"  ratios wisp/minimal: RSS {w_rss / m_rss:.2f}, own CPU {ratio(w_own, m_own)}, "
+                  f"CPU with children {ratio(w_own + w_children, m_own + m_children)}")
     finally:
         session.close()
 
