@@ -39,16 +39,20 @@ int WispApp::main(int argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("wisp"));
     // No main window: closing the onboarding window or an alert must not end the application.
     QApplication::setQuitOnLastWindowClosed(false);
-    QIcon icon;
-    icon.addFile(QStringLiteral(":/StatusBarIcon.png"));
-    icon.addFile(QStringLiteral(":/StatusBarIcon@2x.png"));
-    QApplication::setWindowIcon(icon);
 
     WispApp wisp;
     return wisp.run();
 }
 
 WispApp::WispApp() = default;
+
+void WispApp::setWindowIcon()
+{
+    QIcon icon;
+    icon.addFile(QStringLiteral(":/StatusBarIcon.png"));
+    icon.addFile(QStringLiteral(":/StatusBarIcon@2x.png"));
+    QApplication::setWindowIcon(icon);
+}
 
 WispApp::~WispApp() = default;
 
@@ -62,10 +66,6 @@ int WispApp::run()
     }
 
     Log::line(QStringLiteral("🚀 [WispApp] wisp started"));
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        Log::line(QStringLiteral("⚠️ [WispApp] No system tray is available; the wisp icon "
-                                 "appears as soon as one starts"));
-    }
 
     _appDelegate = new AppDelegate();
     AppDelegate* delegate = _appDelegate;
@@ -80,5 +80,13 @@ int WispApp::run()
     });
 
     delegate->applicationDidFinishLaunching();
+    // Only once the tray icon is up: decoding the window icon loads the image format plugins,
+    // and asking whether there is a tray waits for the session bus and the X server, both of
+    // which would delay the icon. Windows shown meanwhile take the window icon when it is set.
+    setWindowIcon();
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        Log::line(QStringLiteral("⚠️ [WispApp] No system tray is available; the wisp icon "
+                                 "appears as soon as one starts"));
+    }
     return QApplication::exec();
 }

@@ -27,6 +27,8 @@ public:
     static AppDelegate* appDelegate() { return _appDelegate; }
 
 private:
+    static void setWindowIcon();
+
     // Created at launch and deliberately never destroyed, as an application delegate on macOS
     // is never deallocated: destroying it would destroy the ServerManager, which sends SIGTERM
     // to the server it tracks, and quitting must leave development servers running. Held in

@@ -105,13 +105,15 @@ StatusBarController::StatusBarController(
     updateIcon();
     statusItem->setToolTip(toolTip);
     connect(statusItem, &QSystemTrayIcon::activated, this, &StatusBarController::handleClick);
+    // Shown before the menu is built: no click reaches the icon before the constructor returns,
+    // and the tray can embed the icon meanwhile.
+    statusItem->show();
 
     if (!menu) {
         createMenu();
         rebuildMenu();
     }
     setupObservers();
-    statusItem->show();
 }
 
 StatusBarController::~StatusBarController()

@@ -3,6 +3,7 @@
 #include "Utilities/Theme.h"
 
 #include <QFile>
+#include <QImageReader>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -21,7 +22,14 @@ QImage loadAsset(const QString& path)
     if (path.isEmpty() || !QFile::exists(path)) {
         return QImage();
     }
-    QImage asset(path);
+    // Read as PNG, as the assets are: guessing the format would load every image format
+    // plugin, which delays the first icon at launch.
+    QImageReader reader(path, "png");
+    reader.setAutoDetectImageFormat(false);
+    QImage asset = reader.read();
+    if (asset.isNull()) {
+        asset = QImage(path);
+    }
     if (asset.isNull()) {
         return asset;
     }
