@@ -151,7 +151,9 @@ bool decodeInto(const QJsonObject& object, Project* project, QString* error)
     if (!path.isString() || !url.isValid() || url.isRelative()) {
         return fail(error, QStringLiteral("\"path\" is not a URL"));
     }
-    project->path = url;
+    // Kept as the encoder writes it back, so that a decoded project equals its round trip: QUrl
+    // keeps a "#" inside the fragment as given, but unequal to the "%23" it is written as.
+    project->path = QUrl(url.toString(QUrl::FullyEncoded), QUrl::StrictMode);
 
     const QJsonValue type = object.value(QLatin1String("type"));
     const auto projectType = ProjectType::fromRawValue(type.toString());

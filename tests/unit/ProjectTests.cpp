@@ -143,6 +143,26 @@ TEST(ProjectModel, EncodingWritesAllKeysInDeclarationOrder)
               QStringLiteral("viteConfig"));
 }
 
+TEST(ProjectModel, APathWithHashesInItsFragmentSurvivesTheRoundTrip)
+{
+    // Found by fuzzing: QUrl kept the second "#" as given, and compared it unequal to the "%23"
+    // the encoder writes for it.
+    const QByteArray json = R"({
+    "id": "6f9619ff-8b86-d011-b42d-00c04fc964ff",
+    "name": "caf\u00e9 \"x\"",
+    "path": "file:///home/me/My##############################################################################%20Projects/caf%C3%A9",
+    "type": "static",
+    "port": 8080,
+    "subprojects": []
+})";
+    const auto decoded = Project::fromJson(json);
+    ASSERT_TRUE(decoded.has_value());
+    const auto again = Project::fromJson(decoded->toJson());
+    ASSERT_TRUE(again.has_value());
+    EXPECT_EQ(*again, *decoded);
+    EXPECT_EQ(again->toJson(), decoded->toJson());
+}
+
 TEST(ProjectModel, DecodingIgnoresUnknownKeys)
 {
     QJsonObject object = QJsonDocument::fromJson(makeProject().toJson()).object();
