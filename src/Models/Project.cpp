@@ -5,6 +5,7 @@
 #include <QJsonValue>
 
 #include <climits>
+#include <cmath>
 
 namespace {
 
@@ -116,9 +117,9 @@ bool readInt(const QJsonValue& value, int* out)
     if (!value.isDouble()) {
         return false;
     }
+    // In range before any conversion: converting a number beyond 64 bits is undefined.
     const double number = value.toDouble();
-    if (number != static_cast<double>(static_cast<qint64>(number)) || number < INT_MIN ||
-        number > INT_MAX) {
+    if (!(number >= INT_MIN && number <= INT_MAX) || std::trunc(number) != number) {
         return false;
     }
     *out = static_cast<int>(number);

@@ -163,6 +163,25 @@ TEST(ProjectModel, APathWithHashesInItsFragmentSurvivesTheRoundTrip)
     EXPECT_EQ(again->toJson(), decoded->toJson());
 }
 
+TEST(ProjectModel, PortsBeyondSixtyFourBitsAreNoIntegers)
+{
+    // Found by fuzzing: such a number was converted to an integer before the range check,
+    // which is undefined.
+    const QByteArray found =
+        R"({"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","name":"web","path":"finamele:///",)"
+        R"("type":"nodejs","port":3000333333333333333333333333333,"subprojects":[]})";
+    QString error;
+    EXPECT_FALSE(Project::fromJson(found, &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("\"port\" is not an integer"));
+    for (const char* port : {"1e300", "-1e300", "9223372036854775808"}) {
+        const QByteArray json = QByteArray(R"({"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF",)") +
+                                R"("name":"web","path":"file:///tmp/web","type":"nodejs",)" +
+                                R"("port":)" + port + R"(,"subprojects":[]})";
+        EXPECT_FALSE(Project::fromJson(json, &error).has_value()) << port;
+        EXPECT_EQ(error, QStringLiteral("\"port\" is not an integer"));
+    }
+}
+
 TEST(ProjectModel, DecodingIgnoresUnknownKeys)
 {
     QJsonObject object = QJsonDocument::fromJson(makeProject().toJson()).object();
