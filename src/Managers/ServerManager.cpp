@@ -182,42 +182,6 @@ void ServerManager::setCurrentPort(int port)
 
 // --- Launch -------------------------------------------------------------------------------------
 
-QStringList ServerManager::parseCommand(const QString& command)
-{
-    const QString trimmed = command.trimmed();
-    QStringList arguments;
-    if (trimmed.isEmpty()) {
-        return arguments;
-    }
-
-    QString token;
-    bool inQuotes = false;
-    QChar quote;
-    for (const QChar character : trimmed) {
-        if (character == QLatin1Char('"') || character == QLatin1Char('\'')) {
-            if (!inQuotes) {
-                inQuotes = true;
-                quote = character;
-            } else if (character == quote) {
-                inQuotes = false;
-            } else {
-                token.append(character);
-            }
-        } else if (character.isSpace() && !inQuotes) {
-            if (!token.isEmpty()) {
-                arguments.append(token);
-                token.clear();
-            }
-        } else {
-            token.append(character);
-        }
-    }
-    if (!token.isEmpty()) {
-        arguments.append(token);
-    }
-    return arguments;
-}
-
 QCoro::Task<int> ServerManager::startServer(Project project, QString command)
 {
     const QPointer<ServerManager> self(this);

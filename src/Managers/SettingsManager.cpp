@@ -60,9 +60,11 @@ qint64 toInteger(const QVariant& value)
     if (ok) {
         return integer;
     }
+    // Written so that "nan" fails too, and 2^63 (the nearest double to the largest qint64) is
+    // out: converting either is undefined.
     const double number = value.toString().trimmed().toDouble(&ok);
-    if (!ok || number < static_cast<double>(std::numeric_limits<qint64>::min()) ||
-        number > static_cast<double>(std::numeric_limits<qint64>::max())) {
+    const double limit = -static_cast<double>(std::numeric_limits<qint64>::min());
+    if (!ok || !(number >= -limit && number < limit)) {
         return 0;
     }
     return static_cast<qint64>(number);

@@ -5,6 +5,7 @@
 #include <QJsonValue>
 
 #include <climits>
+#include <cmath>
 
 namespace {
 
@@ -116,9 +117,9 @@ bool readInt(const QJsonValue& value, int* out)
     if (!value.isDouble()) {
         return false;
     }
+    // In range before any conversion: converting a number beyond 64 bits is undefined.
     const double number = value.toDouble();
-    if (number != static_cast<double>(static_cast<qint64>(number)) || number < INT_MIN ||
-        number > INT_MAX) {
+    if (!(number >= INT_MIN && number <= INT_MAX) || std::trunc(number) != number) {
         return false;
     }
     *out = static_cast<int>(number);
@@ -151,7 +152,9 @@ bool decodeInto(const QJsonObject& object, Project* project, QString* error)
     if (!path.isString() || !url.isValid() || url.isRelative()) {
         return fail(error, QStringLiteral("\"path\" is not a URL"));
     }
-    project->path = url;
+    // Kept as the encoder writes it back, so that a decoded project equals its round trip: QUrl
+    // keeps a "#" inside the fragment as given, but unequal to the "%23" it is written as.
+    project->path = QUrl(url.toString(QUrl::FullyEncoded), QUrl::StrictMode);
 
     const QJsonValue type = object.value(QLatin1String("type"));
     const auto projectType = ProjectType::fromRawValue(type.toString());

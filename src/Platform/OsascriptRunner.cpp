@@ -6,7 +6,6 @@
 #include "Utilities/Log.h"
 
 #include <QProcess>
-#include <QRegularExpression>
 
 OsascriptRunner::OsascriptRunner(QString osascriptPath, std::chrono::milliseconds deadline)
     : program(osascriptPath.isEmpty() ? SystemTools::osascript() : std::move(osascriptPath))
@@ -55,43 +54,4 @@ QCoro::Task<ScriptResult> OsascriptRunner::run(QString source)
         }
     }
     co_return result;
-}
-
-QVariantMap OsascriptRunner::parseError(const QString& standardError)
-{
-    // The last non-empty line carries the error; earlier ones are warnings or logging.
-    QString line;
-    const QStringList lines = standardError.split(QLatin1Char('\n'));
-    for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
-        if (!it->trimmed().isEmpty()) {
-            line = it->trimmed();
-            break;
-        }
-    }
-
-    QVariantMap error;
-    if (line.isEmpty()) {
-        return error;
-    }
-
-    static const QRegularExpression position(QStringLiteral("^\\d+:\\d+:\\s*"));
-    static const QRegularExpression kind(
-        QStringLiteral("^(?:execution|syntax|script|compile) error:\\s*"));
-    static const QRegularExpression number(QStringLiteral("\\s*\\((-?\\d+)\\)$"));
-
-    line.remove(position);
-    line.remove(kind);
-    const QRegularExpressionMatch match = number.match(line);
-    if (match.hasMatch()) {
-        bool ok = false;
-        const int value = match.captured(1).toInt(&ok);
-        if (ok) {
-            error.insert(BrowserError::errorNumberKey, value);
-        }
-        line.truncate(match.capturedStart());
-    }
-    if (!line.isEmpty()) {
-        error.insert(BrowserError::errorMessageKey, line);
-    }
-    return error;
 }

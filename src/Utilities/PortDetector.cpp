@@ -12,6 +12,7 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <cmath>
 #include <initializer_list>
 
 namespace {
@@ -236,9 +237,9 @@ std::optional<int> PortDetector::parseAngularJson(const QString& filePath)
         if (!value.isDouble()) {
             continue;
         }
+        // In range before any conversion: converting a number beyond 64 bits is undefined.
         const double number = value.toDouble();
-        if (number == static_cast<double>(static_cast<qint64>(number)) &&
-            isValidPort(static_cast<qint64>(number))) {
+        if (number >= 1 && number <= 65535 && std::trunc(number) == number) {
             return static_cast<int>(number);
         }
     }

@@ -386,6 +386,17 @@ TEST_F(PortDetection, AngularProjectMissingALevelGivesNothingForThatProject)
     EXPECT_EQ(detect(), DetectionResult{});
 }
 
+TEST_F(PortDetection, AngularPortBeyondSixtyFourBitsGivesNothing)
+{
+    // Converting such a number to an integer before the range check was undefined.
+    file(QStringLiteral("angular.json"),
+         R"({"projects": {"app": {"architect": {"serve": {"options": {"port": 1e300}}}}}})");
+    EXPECT_EQ(detect(), DetectionResult{});
+    file(QStringLiteral("angular.json"),
+         R"({"projects": {"app": {"architect": {"serve": {"options": {"port": -1e19}}}}}})");
+    EXPECT_EQ(detect(), DetectionResult{});
+}
+
 TEST_F(PortDetection, NuxtJsThenTs)
 {
     file(QStringLiteral("nuxt.config.ts"), "devServer: { port: 3200 }");

@@ -143,6 +143,45 @@ TEST(ProjectModel, EncodingWritesAllKeysInDeclarationOrder)
               QStringLiteral("viteConfig"));
 }
 
+TEST(ProjectModel, APathWithHashesInItsFragmentSurvivesTheRoundTrip)
+{
+    // Found by fuzzing: QUrl kept the second "#" as given, and compared it unequal to the "%23"
+    // the encoder writes for it.
+    const QByteArray json = R"({
+    "id": "6f9619ff-8b86-d011-b42d-00c04fc964ff",
+    "name": "caf\u00e9 \"x\"",
+    "path": "file:///home/me/My##############################################################################%20Projects/caf%C3%A9",
+    "type": "static",
+    "port": 8080,
+    "subprojects": []
+})";
+    const auto decoded = Project::fromJson(json);
+    ASSERT_TRUE(decoded.has_value());
+    const auto again = Project::fromJson(decoded->toJson());
+    ASSERT_TRUE(again.has_value());
+    EXPECT_EQ(*again, *decoded);
+    EXPECT_EQ(again->toJson(), decoded->toJson());
+}
+
+TEST(ProjectModel, PortsBeyondSixtyFourBitsAreNoIntegers)
+{
+    // Found by fuzzing: such a number was converted to an integer before the range check,
+    // which is undefined.
+    const QByteArray found =
+        R"({"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF","name":"web","path":"finamele:///",)"
+        R"("type":"nodejs","port":3000333333333333333333333333333,"subprojects":[]})";
+    QString error;
+    EXPECT_FALSE(Project::fromJson(found, &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("\"port\" is not an integer"));
+    for (const char* port : {"1e300", "-1e300", "9223372036854775808"}) {
+        const QByteArray json = QByteArray(R"({"id":"6F9619FF-8B86-D011-B42D-00C04FC964FF",)") +
+                                R"("name":"web","path":"file:///tmp/web","type":"nodejs",)" +
+                                R"("port":)" + port + R"(,"subprojects":[]})";
+        EXPECT_FALSE(Project::fromJson(json, &error).has_value()) << port;
+        EXPECT_EQ(error, QStringLiteral("\"port\" is not an integer"));
+    }
+}
+
 TEST(ProjectModel, DecodingIgnoresUnknownKeys)
 {
     QJsonObject object = QJsonDocument::fromJson(makeProject().toJson()).object();

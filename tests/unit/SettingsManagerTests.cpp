@@ -225,6 +225,21 @@ TEST_F(SettingsManagerTest, StrangeValuesInAHandEditedFileReadAsDefaults)
     EXPECT_TRUE(settings->isCustomURLActive());
 }
 
+TEST_F(SettingsManagerTest, HandEditedNumbersNoIntegerHoldsReadAsZero)
+{
+    // "nan" and 2^63 passed the range check and were converted, which is undefined (and read
+    // as a value outside 32 bits, which stops wisp).
+    QFile file(iniPath());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("[General]\nhotKeyCode=nan\nhotKeyModifiers=9223372036854775808.0\n");
+    file.close();
+    auto settings = makeManager();
+    EXPECT_EQ(settings->hotKeyCodeInt(), 0);
+    EXPECT_EQ(settings->hotKeyModifiersInt(), 0);
+    EXPECT_EQ(settings->hotKeyCode(), 0u);
+    EXPECT_EQ(settings->hotKeyModifiers(), 0u);
+}
+
 TEST_F(SettingsManagerTest, BehaviorModeListsItsCasesWithDisplayNames)
 {
     const QList<BehaviorMode> cases = BehaviorMode::allCases();
