@@ -5,26 +5,24 @@
 
 #include "Utilities/PortDetector.h"
 
-#include <iterator>
+#include <span>
+#include <vector>
 
 FUZZ_INITIALIZE()
 
 namespace {
 
-// The patterns of PortDetector.cpp (.env files, package.json scripts, vite, vue and nuxt
-// configuration files), kept in step with it by hand.
-const char* const patterns[] = {
-    R"((?:^|export\s+)PORT\s*=\s*(\d+))",
-    R"((?:^|export\s+)VITE_PORT\s*=\s*(\d+))",
-    R"((?:^|export\s+)DEV_PORT\s*=\s*(\d+))",
-    R"((?:^|export\s+)SERVER_PORT\s*=\s*(\d+))",
-    R"((?:^|export\s+)NEXT_PORT\s*=\s*(\d+))",
-    R"(--port[=\s](\d+))",
-    R"(-p[=\s](\d+))",
-    R"(PORT=(\d+))",
-    R"(port:\s*(\d+))",
-    R"(port:\s*['"]?(\d+)['"]?)",
-};
+// Every pattern PortDetector searches files with.
+const std::vector<const char*> patterns = [] {
+    std::vector<const char*> all;
+    for (const auto& group : {std::span<const char* const>(PortDetector::envFilePatterns),
+                              std::span<const char* const>(PortDetector::packageScriptPatterns),
+                              std::span<const char* const>(PortDetector::viteConfigPatterns),
+                              std::span<const char* const>(PortDetector::configPatterns)}) {
+        all.insert(all.end(), group.begin(), group.end());
+    }
+    return all;
+}();
 
 } // namespace
 
@@ -33,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0) {
         return 0;
     }
-    const QString pattern = QString::fromLatin1(patterns[data[0] % std::size(patterns)]);
+    const QString pattern = QString::fromLatin1(patterns[data[0] % patterns.size()]);
     const QString text = fuzz::text(data + 1, size - 1);
     const auto port = PortDetector::matchPort(text, pattern);
     if (port) {

@@ -14,6 +14,7 @@
 
 #include <cmath>
 #include <initializer_list>
+#include <span>
 
 namespace {
 
@@ -76,7 +77,7 @@ QRegularExpression compiled(const QString& pattern)
 
 // The first valid port that any of `patterns` finds in the file, tried in order.
 std::optional<int> searchFile(const std::optional<QString>& path,
-                              std::initializer_list<const char*> patterns)
+                              std::span<const char* const> patterns)
 {
     if (!path) {
         return std::nullopt;
@@ -96,7 +97,7 @@ std::optional<int> searchFile(const std::optional<QString>& path,
 // Searches "<stem>.<ext>" for each extension in turn; the first file with a valid port wins.
 std::optional<int> searchConfigFiles(const Candidates& project, const char* stem,
                                      std::initializer_list<const char*> extensions,
-                                     std::initializer_list<const char*> patterns)
+                                     std::span<const char* const> patterns)
 {
     for (const char* extension : extensions) {
         const QString name = QLatin1String(stem) + QLatin1Char('.') + QLatin1String(extension);
@@ -140,11 +141,7 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
     const Candidates project(projectPath, entries);
 
     for (const char* envFile : {".env.local", ".env.development", ".env"}) {
-        const auto port = searchFile(
-            project.path(QLatin1String(envFile)),
-            {R"((?:^|export\s+)PORT\s*=\s*(\d+))", R"((?:^|export\s+)VITE_PORT\s*=\s*(\d+))",
-             R"((?:^|export\s+)DEV_PORT\s*=\s*(\d+))", R"((?:^|export\s+)SERVER_PORT\s*=\s*(\d+))",
-             R"((?:^|export\s+)NEXT_PORT\s*=\s*(\d+))"});
+        const auto port = searchFile(project.path(QLatin1String(envFile)), envFilePatterns);
         if (port) {
             return {port, PortSource::env};
         }
@@ -156,12 +153,12 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
     }
 
     if (const auto port = searchConfigFiles(project, "vite.config", {"js", "ts", "mjs", "mts"},
-                                            {R"(port:\s*(\d+))", R"(port:\s*['"]?(\d+)['"]?)"})) {
+                                            viteConfigPatterns)) {
         return {port, PortSource::viteConfig};
     }
 
     if (const auto port =
-            searchFile(project.path(QStringLiteral("vue.config.js")), {R"(port:\s*(\d+))"})) {
+            searchFile(project.path(QStringLiteral("vue.config.js")), configPatterns)) {
         return {port, PortSource::vueConfig};
     }
 
@@ -170,8 +167,7 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
         return {port, PortSource::angularJson};
     }
 
-    if (const auto port =
-            searchConfigFiles(project, "nuxt.config", {"js", "ts"}, {R"(port:\s*(\d+))"})) {
+    if (const auto port = searchConfigFiles(project, "nuxt.config", {"js", "ts"}, configPatterns)) {
         return {port, PortSource::nuxtConfig};
     }
 
@@ -212,7 +208,7 @@ std::optional<int> PortDetector::parsePackageJson(const QString& filePath)
         if (!command.isString()) {
             continue;
         }
-        for (const char* pattern : {R"(--port[=\s](\d+))", R"(-p[=\s](\d+))", R"(PORT=(\d+))"}) {
+        for (const char* pattern : packageScriptPatterns) {
             if (const auto port = matchPort(command.toString(), QString::fromLatin1(pattern))) {
                 return port;
             }

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <array>
 #include <optional>
 
 class FolderEntries;
@@ -49,6 +50,18 @@ public:
     // are then matched as the folder's file system matches them.
     static DetectionResult detect(const QString& projectPath,
                                   const FolderEntries* entries = nullptr);
+
+    // What each kind of file is searched with; the first capture group is the port.
+    static constexpr std::array<const char*, 5> envFilePatterns{
+        R"((?:^|export\s+)PORT\s*=\s*(\d+))", R"((?:^|export\s+)VITE_PORT\s*=\s*(\d+))",
+        R"((?:^|export\s+)DEV_PORT\s*=\s*(\d+))", R"((?:^|export\s+)SERVER_PORT\s*=\s*(\d+))",
+        R"((?:^|export\s+)NEXT_PORT\s*=\s*(\d+))"};
+    static constexpr std::array<const char*, 3> packageScriptPatterns{
+        R"(--port[=\s](\d+))", R"(-p[=\s](\d+))", R"(PORT=(\d+))"};
+    static constexpr std::array<const char*, 2> viteConfigPatterns{R"(port:\s*(\d+))",
+                                                                   R"(port:\s*['"]?(\d+)['"]?)"};
+    // vue.config.js and nuxt.config.*
+    static constexpr std::array<const char*, 1> configPatterns{R"(port:\s*(\d+))"};
 
     static std::optional<int> matchPort(const QString& text, const QString& pattern);
     static std::optional<int> parsePackageJson(const QString& filePath);
