@@ -2,7 +2,9 @@
 
 #include <QObject>
 
+#include <chrono>
 #include <memory>
+#include <optional>
 
 class AppDelegate;
 class ReopenEvents;
@@ -25,6 +27,9 @@ public:
     int run();
 
     AppDelegate* appDelegate() const { return _appDelegate; }
+
+    // How often the server is watched when the command line asks for it (tests only).
+    std::optional<std::chrono::milliseconds> pollingInterval;
 
 private:
     // Created at launch and deliberately never destroyed, as an application delegate on macOS
