@@ -139,7 +139,13 @@ void StatusBarController::updateIcon()
         return;
     }
     const qreal ratio = qGuiApp ? qGuiApp->devicePixelRatio() : 1.0;
-    lastIconImage = StatusIconRenderer::render(currentStatusColor(), isDarkAppearance(), ratio);
+    QImage image = StatusIconRenderer::render(currentStatusColor(), isDarkAppearance(), ratio);
+    // Every status poll publishes, mostly the same status: each new icon costs the tray memory
+    // that is never given back.
+    if (image == lastIconImage) {
+        return;
+    }
+    lastIconImage = std::move(image);
     statusItem->setIcon(QIcon(QPixmap::fromImage(lastIconImage)));
 }
 
