@@ -21,6 +21,8 @@
 #include <QPixmap>
 #include <QScreen>
 
+#include <algorithm>
+
 namespace {
 
 const QString toolTip = QStringLiteral("wisp - Click to open browser, double-click for menu");
@@ -146,7 +148,16 @@ void StatusBarController::updateIcon()
         return;
     }
     lastIconImage = std::move(image);
-    statusItem->setIcon(QIcon(QPixmap::fromImage(lastIconImage)));
+    const auto drawn = std::find_if(
+        drawnIcons.cbegin(), drawnIcons.cend(),
+        [this](const std::pair<QImage, QIcon>& entry) { return entry.first == lastIconImage; });
+    if (drawn != drawnIcons.cend()) {
+        statusItem->setIcon(drawn->second);
+        return;
+    }
+    const QIcon icon(QPixmap::fromImage(lastIconImage));
+    drawnIcons.append({lastIconImage, icon});
+    statusItem->setIcon(icon);
 }
 
 QColor StatusBarController::currentStatusColor() const
