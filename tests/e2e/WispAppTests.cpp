@@ -10,26 +10,18 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRect>
-#include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <memory>
-
-#include <signal.h>
-#include <unistd.h>
 
 // The real wisp executable on the private Xvfb display with the trayer tray: its tray icon is
 // clicked with xdotool, the development servers it starts are real (python3 -m http.server, and
