@@ -12,16 +12,34 @@ const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")
 const QCommandLineOption versionOption({QStringLiteral("v"), QStringLiteral("version")},
                                        QStringLiteral("Print the version and exit."));
 
+QCommandLineOption makePollingIntervalOption()
+{
+    QCommandLineOption option(QStringLiteral("polling-interval-ms"),
+                              QStringLiteral("How often the server is watched (tests only)."),
+                              QStringLiteral("milliseconds"));
+    option.setFlags(QCommandLineOption::HiddenFromHelp);
+    return option;
+}
+
+const QCommandLineOption pollingIntervalOption = makePollingIntervalOption();
+
+// Every option wisp reads; Qt's own are unknown here and are read by the application object
+// later.
+void addOptions(QCommandLineParser& parser)
+{
+    // Whole words after one dash, as Qt's own options are written: "-reverse" is no "-v".
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    parser.addOption(helpOption);
+    parser.addOption(versionOption);
+    parser.addOption(pollingIntervalOption);
+}
+
 } // namespace
 
 std::optional<int> CommandLine::handle(const QStringList& arguments)
 {
     QCommandLineParser parser;
-    // Whole words after one dash, as Qt's own options are written: "-reverse" is no "-v".
-    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    parser.addOption(helpOption);
-    parser.addOption(versionOption);
-    // Qt's own options are unknown here and are read by the application object later.
+    addOptions(parser);
     parser.parse(arguments);
     if (parser.isSet(helpOption)) {
         std::fputs(qPrintable(helpText()), stdout);
@@ -32,6 +50,19 @@ std::optional<int> CommandLine::handle(const QStringList& arguments)
         return 0;
     }
     return std::nullopt;
+}
+
+std::optional<std::chrono::milliseconds> CommandLine::pollingInterval(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    addOptions(parser);
+    parser.parse(arguments);
+    bool ok = false;
+    const int milliseconds = parser.value(pollingIntervalOption).toInt(&ok);
+    if (!ok || milliseconds <= 0) {
+        return std::nullopt;
+    }
+    return std::chrono::milliseconds(milliseconds);
 }
 
 QString CommandLine::helpText()

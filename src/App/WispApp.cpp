@@ -3,6 +3,7 @@
 #include "App/AppDelegate.h"
 #include "App/CommandLine.h"
 #include "App/SingleInstance.h"
+#include "Managers/ServerManager.h"
 #include "Platform/GraphicalSession.h"
 #include "Platform/ReopenEvents.h"
 #include "Utilities/Log.h"
@@ -41,6 +42,7 @@ int WispApp::main(int argc, char** argv)
     QApplication::setQuitOnLastWindowClosed(false);
 
     WispApp wisp;
+    wisp.pollingInterval = CommandLine::pollingInterval(arguments);
     return wisp.run();
 }
 
@@ -67,7 +69,15 @@ int WispApp::run()
 
     Log::line(QStringLiteral("🚀 [WispApp] wisp started"));
 
-    _appDelegate = new AppDelegate();
+    AppDelegateFactories factories;
+    if (pollingInterval) {
+        factories.makeServerManager = [interval = *pollingInterval] {
+            auto manager = std::make_unique<ServerManager>();
+            manager->setPollingInterval(interval);
+            return std::unique_ptr<ServerManaging>(std::move(manager));
+        };
+    }
+    _appDelegate = new AppDelegate(std::move(factories));
     AppDelegate* delegate = _appDelegate;
     connect(singleInstance.get(), &SingleInstance::reopenRequested, delegate,
             [delegate] { delegate->applicationShouldHandleReopen(false); });

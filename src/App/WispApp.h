@@ -2,7 +2,9 @@
 
 #include <QObject>
 
+#include <chrono>
 #include <memory>
+#include <optional>
 
 class AppDelegate;
 class ReopenEvents;
@@ -25,6 +27,9 @@ public:
     int run();
 
     static AppDelegate* appDelegate() { return _appDelegate; }
+
+    // How often the server is watched when the command line asks for it (tests only).
+    std::optional<std::chrono::milliseconds> pollingInterval;
 
 private:
     static void setWindowIcon();

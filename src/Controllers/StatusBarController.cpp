@@ -21,6 +21,8 @@
 #include <QPixmap>
 #include <QScreen>
 
+#include <algorithm>
+
 namespace {
 
 const QString toolTip = QStringLiteral("wisp - Click to open browser, double-click for menu");
@@ -141,8 +143,23 @@ void StatusBarController::updateIcon()
         return;
     }
     const qreal ratio = qGuiApp ? qGuiApp->devicePixelRatio() : 1.0;
-    lastIconImage = StatusIconRenderer::render(currentStatusColor(), isDarkAppearance(), ratio);
-    statusItem->setIcon(QIcon(QPixmap::fromImage(lastIconImage)));
+    QImage image = StatusIconRenderer::render(currentStatusColor(), isDarkAppearance(), ratio);
+    // Every status poll publishes, mostly the same status: each new icon costs the tray memory
+    // that is never given back.
+    if (image == lastIconImage) {
+        return;
+    }
+    lastIconImage = std::move(image);
+    const auto drawn = std::find_if(
+        drawnIcons.cbegin(), drawnIcons.cend(),
+        [this](const std::pair<QImage, QIcon>& entry) { return entry.first == lastIconImage; });
+    if (drawn != drawnIcons.cend()) {
+        statusItem->setIcon(drawn->second);
+        return;
+    }
+    const QIcon icon(QPixmap::fromImage(lastIconImage));
+    drawnIcons.append({lastIconImage, icon});
+    statusItem->setIcon(icon);
 }
 
 QColor StatusBarController::currentStatusColor() const

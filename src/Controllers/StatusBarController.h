@@ -6,6 +6,7 @@
 #include "Models/ServerStatus.h"
 
 #include <QColor>
+#include <QIcon>
 #include <QImage>
 #include <QList>
 #include <QMetaObject>
@@ -116,4 +117,7 @@ private:
     AppearanceWatcher* appearanceWatcher = nullptr;
     std::function<void()> quit;
     QImage lastIconImage;
+    // Each icon drawn so far, by its image: the tray keeps what it paints of every new icon, so
+    // a status it has shown before gets the same icon again.
+    QList<std::pair<QImage, QIcon>> drawnIcons;
 };

@@ -449,7 +449,7 @@ void ServerManager::startPolling(int port)
 
     // Qt timers keep firing while a menu is open, so no run loop modes are needed.
     timer = new QTimer(this);
-    timer->setInterval(pollingIntervalMs);
+    timer->setInterval(interval);
     connect(timer, &QTimer::timeout, this, &ServerManager::pollingTick);
     timer->start();
 }

@@ -60,6 +60,10 @@ public:
     std::chrono::milliseconds toolDeadline() const { return deadline; }
     void setToolDeadline(std::chrono::milliseconds value) { deadline = value; }
 
+    // Applies from the next startPolling.
+    std::chrono::milliseconds pollingInterval() const { return interval; }
+    void setPollingInterval(std::chrono::milliseconds value) { interval = value; }
+
     QTimer* pollingTimer() const { return timer; }
     // The child this manager launched and still tracks.
     bool hasRunningProcess() const;
@@ -94,6 +98,7 @@ private:
     QTimer* timer = nullptr;
     TurnQueue statusUpdates;
     std::chrono::milliseconds deadline = defaultToolDeadline;
+    std::chrono::milliseconds interval{pollingIntervalMs};
     // Not owned: a child's QProcess deletes itself once the child has exited, so that a child
     // that is let go of (or outlives the manager) is still reaped.
     QPointer<QProcess> runningProcess;

@@ -26,12 +26,21 @@ QString xdotool(const QStringList& arguments)
     return run(QStringLiteral("xdotool"), arguments).standardOutput;
 }
 
+QStringList visibleWispWindowIds()
+{
+    QStringList ids;
+    for (const QString& id : xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                      QStringLiteral("--class"), QStringLiteral("wisp")})
+                                 .split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        ids.append(id.trimmed());
+    }
+    return ids;
+}
+
 QList<XWindow> visibleWispWindows()
 {
     QList<XWindow> windows;
-    const QStringList ids = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                     QStringLiteral("--class"), QStringLiteral("wisp")})
-                                .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList ids = visibleWispWindowIds();
     for (const QString& id : ids) {
         XWindow window;
         window.id = id.trimmed();

@@ -34,6 +34,8 @@ struct XWindow
     bool overrideRedirect = false;
 };
 
+// The ids of wisp's windows shown on the display now: one quick xdotool call.
+QStringList visibleWispWindowIds();
 // wisp's windows that are shown on the display now.
 QList<XWindow> visibleWispWindows();
 std::optional<XWindow> visibleWispWindow(const std::function<bool(const XWindow&)>& matches);

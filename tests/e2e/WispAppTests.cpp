@@ -2,6 +2,7 @@
 #include "Models/Browser.h"
 
 #include "Desktop.h"
+#include "LocalServers.h"
 #include "NpmPackageCache.h"
 #include "WispProcess.h"
 
@@ -9,26 +10,18 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRect>
-#include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <memory>
-
-#include <signal.h>
-#include <unistd.h>
 
 // The real wisp executable on the private Xvfb display with the trayer tray: its tray icon is
 // clicked with xdotool, the development servers it starts are real (python3 -m http.server, and
@@ -36,81 +29,12 @@
 using namespace std::chrono_literals;
 using TestSupport::waitUntil;
 using namespace Desktop;
+using namespace LocalServers;
 
 namespace {
 
 // The static site's start command listens on this fixed port.
 constexpr int sitePort = 8080;
-
-bool portAnswers(int port)
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(port));
-    return socket.waitForConnected(500);
-}
-
-bool portIsFree(int port)
-{
-    QTcpServer server;
-    return server.listen(QHostAddress::Any, static_cast<quint16>(port));
-}
-
-// Process ids listening on a TCP port.
-QList<qint64> listeners(int port)
-{
-    const RunResult result = run(QStringLiteral("/usr/bin/lsof"),
-                                 {QStringLiteral("-t"), QStringLiteral("-i"),
-                                  QStringLiteral(":%1").arg(port), QStringLiteral("-sTCP:LISTEN")});
-    QList<qint64> pids;
-    for (const QString& line : result.standardOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        bool ok = false;
-        const qint64 pid = line.trimmed().toLongLong(&ok);
-        if (ok && pid > 0) {
-            pids.append(pid);
-        }
-    }
-    return pids;
-}
-
-// Stops the servers a test left on `port`, with their process groups (npm and its children).
-void stopServersOn(int port)
-{
-    for (int signal : {SIGTERM, SIGKILL}) {
-        for (const qint64 pid : listeners(port)) {
-            const pid_t group = ::getpgid(static_cast<pid_t>(pid));
-            if (group > 0 && group != ::getpgrp()) {
-                ::kill(-group, signal);
-            } else {
-                ::kill(static_cast<pid_t>(pid), signal);
-            }
-        }
-        if (waitUntil([&] { return listeners(port).isEmpty(); }, 5s)) {
-            return;
-        }
-    }
-}
-
-// What answers an HTTP request for "/" on localhost:`port` (either address family), with the
-// headers; empty when nothing does within `timeout`.
-QByteArray httpGet(int port, std::chrono::milliseconds timeout)
-{
-    QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("localhost"), static_cast<quint16>(port));
-    if (!socket.waitForConnected(static_cast<int>(timeout.count()))) {
-        return QByteArray();
-    }
-    socket.write(QStringLiteral("GET / HTTP/1.1\r\nHost: localhost:%1\r\nConnection: close\r\n\r\n")
-                     .arg(port)
-                     .toUtf8());
-    QByteArray response;
-    QElapsedTimer clock;
-    clock.start();
-    while (socket.state() == QAbstractSocket::ConnectedState && clock.elapsed() < timeout.count()) {
-        socket.waitForReadyRead(200);
-        response += socket.readAll();
-    }
-    return response + socket.readAll();
-}
 
 // The development servers installed from the npm registry, with the version each test uses.
 struct NpmServer
@@ -168,26 +92,15 @@ protected:
             stopServersOn(port);
         }
         // The development servers started by wisp, with whatever they started.
-        for (const qint64 group : std::as_const(serverGroups)) {
-            ::kill(static_cast<pid_t>(-group), SIGTERM);
-        }
-        for (const qint64 group : std::as_const(serverGroups)) {
-            if (!waitUntil([group] { return ::kill(static_cast<pid_t>(-group), 0) != 0; }, 10s)) {
-                ::kill(static_cast<pid_t>(-group), SIGKILL);
-                waitUntil([group] { return ::kill(static_cast<pid_t>(-group), 0) != 0; }, 10s);
-            }
-        }
+        stopProcessGroups(serverGroups);
     }
 
     // The process groups of the servers a wisp started, from its "Server process started" lines.
     void rememberServerGroups(const WispProcess& wisp)
     {
-        static const QRegularExpression started(
-            QStringLiteral("^✅ \\[ServerManager\\] Server process started \\(PID: (\\d+)\\)$"));
-        for (const QString& line : wisp.lines) {
-            const QRegularExpressionMatch match = started.match(line);
-            if (match.hasMatch() && !serverGroups.contains(match.captured(1).toLongLong())) {
-                serverGroups.append(match.captured(1).toLongLong());
+        for (const qint64 pid : startedServers(wisp.lines)) {
+            if (!serverGroups.contains(pid)) {
+                serverGroups.append(pid);
             }
         }
     }

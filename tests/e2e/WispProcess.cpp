@@ -4,13 +4,13 @@
 
 using TestSupport::waitUntil;
 
-WispProcess::WispProcess(const QProcessEnvironment& environment)
+WispProcess::WispProcess(const QProcessEnvironment& environment, const QStringList& arguments)
 {
     clock.start();
     process.setProcessEnvironment(environment);
     process.setStandardOutputFile(QProcess::nullDevice());
     QObject::connect(&process, &QProcess::readyReadStandardError, [this] { read(); });
-    process.start(executablePath(), QStringList());
+    process.start(executablePath(), arguments);
 }
 
 WispProcess::~WispProcess()
@@ -53,6 +53,19 @@ qsizetype WispProcess::indexStartingWith(const QString& prefix) const
         }
     }
     return -1;
+}
+
+qsizetype WispProcess::waitForLineFrom(qsizetype from, const QString& line,
+                                       std::chrono::milliseconds timeout)
+{
+    qsizetype found = -1;
+    waitUntil(
+        [&] {
+            found = lines.indexOf(line, from);
+            return found >= 0;
+        },
+        timeout);
+    return found;
 }
 
 bool WispProcess::waitForExit(std::chrono::milliseconds timeout)

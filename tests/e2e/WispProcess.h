@@ -10,7 +10,8 @@
 class WispProcess
 {
 public:
-    explicit WispProcess(const QProcessEnvironment& environment);
+    explicit WispProcess(const QProcessEnvironment& environment,
+                         const QStringList& arguments = QStringList());
     ~WispProcess();
     WispProcess(const WispProcess&) = delete;
     WispProcess& operator=(const WispProcess&) = delete;
@@ -24,6 +25,9 @@ public:
     bool waitForLineStartingWith(const QString& prefix,
                                  std::chrono::milliseconds timeout = std::chrono::seconds(30));
     qsizetype indexStartingWith(const QString& prefix) const;
+    // Waits for `line` at or after index `from`; its index, or -1 when it did not come in time.
+    qsizetype waitForLineFrom(qsizetype from, const QString& line,
+                              std::chrono::milliseconds timeout = std::chrono::seconds(30));
     bool waitForExit(std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
     QString log() const { return lines.join(QLatin1Char('\n')); }

@@ -266,6 +266,26 @@ TEST_F(StatusBarControllerTest, ServerStateChangesRecolourTheIconWithoutAClick)
     EXPECT_FALSE(menu()->isVisible());
 }
 
+TEST_F(StatusBarControllerTest, RepeatedStatusLeavesTheTrayIconAloneAndAKnownStatusReusesItsIcon)
+{
+    // Polling publishes the status every tick; an icon set anew each time grows the process.
+    StatusBarController& status = make();
+    serverManager.setStatus(ServerStatus::running);
+    const qint64 runningIcon = status.statusItem->icon().cacheKey();
+    for (int poll = 0; poll < 3; ++poll) {
+        serverManager.setStatus(ServerStatus::running);
+    }
+    EXPECT_EQ(status.statusItem->icon().cacheKey(), runningIcon);
+    EXPECT_EQ(dotColor(), QColor(48, 209, 88));
+    serverManager.setStatus(ServerStatus::stopped);
+    EXPECT_NE(status.statusItem->icon().cacheKey(), runningIcon);
+    EXPECT_EQ(dotColor(), QColor(142, 142, 147));
+    // A status shown before gets its icon back, not a new one.
+    serverManager.setStatus(ServerStatus::running);
+    EXPECT_EQ(status.statusItem->icon().cacheKey(), runningIcon);
+    EXPECT_EQ(dotColor(), QColor(48, 209, 88));
+}
+
 TEST_F(StatusBarControllerTest, AppearanceChangeRedrawsTheGlyph)
 {
     make();

@@ -39,3 +39,30 @@ TEST(CommandLineTest, VersionIsTheProjectVersion)
         CommandLine::helpText().startsWith(QStringLiteral("Usage: wisp [--help | --version]\n")));
     EXPECT_TRUE(CommandLine::helpText().contains(QStringLiteral("  -v, --version")));
 }
+
+TEST(CommandLineTest, PollingIntervalIsReadFromItsHiddenOption)
+{
+    EXPECT_EQ(CommandLine::pollingInterval({QStringLiteral("wisp")}), std::nullopt);
+    EXPECT_EQ(CommandLine::pollingInterval(
+                  {QStringLiteral("wisp"), QStringLiteral("--polling-interval-ms=150")}),
+              std::chrono::milliseconds(150));
+    EXPECT_EQ(CommandLine::pollingInterval(
+                  {QStringLiteral("wisp"), QStringLiteral("-platform"), QStringLiteral("xcb"),
+                   QStringLiteral("--polling-interval-ms"), QStringLiteral("40")}),
+              std::chrono::milliseconds(40));
+    for (const QString& value :
+         {QStringLiteral("0"), QStringLiteral("-5"), QStringLiteral("fast"), QString()}) {
+        EXPECT_EQ(CommandLine::pollingInterval(
+                      {QStringLiteral("wisp"), QStringLiteral("--polling-interval-ms=") + value}),
+                  std::nullopt)
+            << value.toStdString();
+    }
+}
+
+TEST(CommandLineTest, PollingIntervalOptionNeitherEndsTheProgramNorShowsInTheHelp)
+{
+    EXPECT_EQ(CommandLine::handle({QStringLiteral("wisp"), QStringLiteral("--polling-interval-ms"),
+                                   QStringLiteral("100")}),
+              std::nullopt);
+    EXPECT_FALSE(CommandLine::helpText().contains(QStringLiteral("polling")));
+}

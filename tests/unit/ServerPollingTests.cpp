@@ -90,6 +90,19 @@ TEST_F(ServerPollingTest, TimerRepeatsEveryTwoSecondsAndPublishesEvenWhenUnchang
     EXPECT_GE(log.count(polled(port, false)), 2);
 }
 
+TEST_F(ServerPollingTest, ShortenedIntervalAppliesToTheNextPolling)
+{
+    manager->startPolling(port);
+    manager->setPollingInterval(std::chrono::milliseconds(50));
+    EXPECT_EQ(manager->pollingTimer()->interval(), 2000);
+
+    manager->startPolling(port);
+    ASSERT_NE(manager->pollingTimer(), nullptr);
+    EXPECT_EQ(manager->pollingTimer()->interval(), 50);
+    // The immediate update and at least three ticks, well within two seconds.
+    ASSERT_TRUE(waitUntil([&] { return log.count(polled(port, false)) >= 4; }, 15s));
+}
+
 TEST_F(ServerPollingTest, ListenerOnThePortReadsAsRunning)
 {
     QTcpServer listener;
