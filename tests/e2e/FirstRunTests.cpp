@@ -123,11 +123,6 @@ protected:
         // The instance socket and the server output live here, apart from any other wisp.
         environment.insert(QStringLiteral("TMPDIR"), temporary.path());
         bus.addTo(environment);
-        // The application deliberately never frees its delegate.
-        const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));
-        environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                           asan.isEmpty() ? QStringLiteral("detect_leaks=0")
-                                          : asan + QStringLiteral(":detect_leaks=0"));
         return environment;
     }
 

@@ -125,15 +125,9 @@ protected:
 
     void launchWisp()
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        QProcessEnvironment environment =
+            WispProcess::environment(bin.path(), config.path(), temporary.path(), records.path());
         bus.addTo(environment);
-        environment.insert(QStringLiteral("PATH"), bin.path() + QLatin1Char(':') +
-                                                       environment.value(QStringLiteral("PATH")));
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
-        environment.insert(QStringLiteral("TMPDIR"), temporary.path());
-        environment.insert(QStringLiteral("XDG_STATE_HOME"), temporary.path());
-        environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records.path());
-        environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
         wisp = std::make_unique<WispProcess>(environment);
         ASSERT_TRUE(wisp->process.waitForStarted(10000));
         ASSERT_TRUE(waitUntil(

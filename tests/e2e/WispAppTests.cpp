@@ -239,21 +239,10 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
 
     QProcessEnvironment environment() const
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("PATH"), bin.path() + QLatin1Char(':') +
-                                                       environment.value(QStringLiteral("PATH")));
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
-        // The instance socket and the server output live here, apart from any other wisp.
-        environment.insert(QStringLiteral("TMPDIR"), temporary.path());
-        environment.insert(QStringLiteral("XDG_STATE_HOME"), temporary.path());
-        environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records.path());
+        QProcessEnvironment environment =
+            WispProcess::environment(bin.path(), config.path(), temporary.path(), records.path());
         // The development servers it starts ask nothing and send nothing home.
         environment.insert(QStringLiteral("ASTRO_TELEMETRY_DISABLED"), QStringLiteral("1"));
-        // The application deliberately never frees its delegate.
-        const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));
-        environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                           asan.isEmpty() ? QStringLiteral("detect_leaks=0")
-                                          : asan + QStringLiteral(":detect_leaks=0"));
         return environment;
     }
 

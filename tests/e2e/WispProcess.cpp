@@ -23,6 +23,19 @@ QString WispProcess::executablePath()
     return QStringLiteral(WISP_BIN_DIR "/wisp");
 }
 
+QProcessEnvironment WispProcess::environment(const QString& standIns, const QString& configHome,
+                                             const QString& temporaryFolder, const QString& records)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PATH"),
+                       standIns + QLatin1Char(':') + environment.value(QStringLiteral("PATH")));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome);
+    environment.insert(QStringLiteral("TMPDIR"), temporaryFolder);
+    environment.insert(QStringLiteral("XDG_STATE_HOME"), temporaryFolder);
+    environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records);
+    return environment;
+}
+
 void WispProcess::stop()
 {
     if (process.state() == QProcess::NotRunning) {

@@ -18,6 +18,12 @@ public:
 
     static QString executablePath();
 
+    // Where a test's wisp lives apart from any other: the stand-in programs of `standIns` first
+    // on PATH, its settings under `configHome`, its state, instance socket and server output
+    // under `temporaryFolder`, and the stand-ins' records in `records`.
+    static QProcessEnvironment environment(const QString& standIns, const QString& configHome,
+                                           const QString& temporaryFolder, const QString& records);
+
     void stop();
 
     bool waitForLine(const QString& line,

@@ -251,18 +251,8 @@ protected:
 
     QProcessEnvironment environment() const
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("PATH"), bin.path() + QLatin1Char(':') +
-                                                       environment.value(QStringLiteral("PATH")));
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
-        environment.insert(QStringLiteral("TMPDIR"), temporary.path());
-        environment.insert(QStringLiteral("XDG_STATE_HOME"), temporary.path());
-        environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records.path());
-        const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));
-        environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                           asan.isEmpty() ? QStringLiteral("detect_leaks=0")
-                                          : asan + QStringLiteral(":detect_leaks=0"));
-        return environment;
+        return WispProcess::environment(bin.path(), config.path(), temporary.path(),
+                                        records.path());
     }
 
     // wisp's whole log, each line after the milliseconds since its start, beside the screenshots.
