@@ -123,6 +123,7 @@ protected:
         // The instance socket and the server output live here, apart from any other wisp.
         environment.insert(QStringLiteral("TMPDIR"), temporary.path());
         bus.addTo(environment);
+        WispProcess::skipLeakCheck(environment);
         return environment;
     }
 

@@ -33,7 +33,16 @@ QProcessEnvironment WispProcess::environment(const QString& standIns, const QStr
     environment.insert(QStringLiteral("TMPDIR"), temporaryFolder);
     environment.insert(QStringLiteral("XDG_STATE_HOME"), temporaryFolder);
     environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records);
+    skipLeakCheck(environment);
     return environment;
+}
+
+void WispProcess::skipLeakCheck(QProcessEnvironment& environment)
+{
+    const QString options = environment.value(QStringLiteral("ASAN_OPTIONS"));
+    environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                       options.isEmpty() ? QStringLiteral("detect_leaks=0")
+                                         : options + QStringLiteral(":detect_leaks=0"));
 }
 
 void WispProcess::stop()

@@ -35,6 +35,14 @@ void fail(const QString& description)
     QCoreApplication::exit(1);
 }
 
+// Quits once the status update that the server's end set off is done: updates take turns, so
+// ours comes after it, and nothing is left suspended when the event loop ends.
+QCoro::Task<> quitWhenSettled(ServerManager* manager)
+{
+    co_await manager->updateStatus();
+    QCoreApplication::exit(0);
+}
+
 QCoro::Task<> run(ServerManager* manager, Project project, QString command)
 {
     try {
@@ -61,7 +69,7 @@ QCoro::Task<> run(ServerManager* manager, Project project, QString command)
             printLine(QStringLiteral("ENDED"));
             // Stay for the test to measure; then go when it closes our input.
             std::fgetc(stdin);
-            QCoreApplication::exit(0);
+            quitWhenSettled(manager);
         } else if (elapsed.hasExpired(300000)) {
             watch->stop();
             fail(QStringLiteral("the server did not end"));
