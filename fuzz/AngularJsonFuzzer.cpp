@@ -12,12 +12,7 @@ FUZZ_INITIALIZE()
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const QString folder = fuzz::scratch().path();
-    const QString path = QDir(folder).filePath(QStringLiteral("angular.json"));
-    {
-        QFile file(path);
-        FUZZ_CHECK(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        FUZZ_CHECK(file.write(fuzz::bytes(data, size)) == static_cast<qint64>(size));
-    }
+    const QString path = fuzz::writeScratchFile(QStringLiteral("angular.json"), data, size);
 
     const auto port = PortDetector::parseAngularJson(path);
     if (port) {

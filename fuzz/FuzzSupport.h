@@ -3,6 +3,8 @@
 // What every fuzz target shares: a Qt application object, quiet logging and a hard check.
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
 #include <QString>
 #include <QTemporaryDir>
 #include <QtGlobal>
@@ -60,6 +62,17 @@ inline const QTemporaryDir& scratch()
         std::abort();
     }
     return folder;
+}
+
+// Writes the input as the file `name` of the scratch folder, for the readers that take a path;
+// returns that path.
+inline QString writeScratchFile(const QString& name, const std::uint8_t* data, std::size_t size)
+{
+    const QString path = QDir(scratch().path()).filePath(name);
+    QFile file(path);
+    FUZZ_CHECK(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    FUZZ_CHECK(file.write(bytes(data, size)) == static_cast<qint64>(size));
+    return path;
 }
 
 } // namespace fuzz

@@ -24,12 +24,7 @@ void checkPort(const std::optional<int>& port)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const QString folder = fuzz::scratch().path();
-    const QString path = QDir(folder).filePath(QStringLiteral("package.json"));
-    {
-        QFile file(path);
-        FUZZ_CHECK(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        FUZZ_CHECK(file.write(fuzz::bytes(data, size)) == static_cast<qint64>(size));
-    }
+    const QString path = fuzz::writeScratchFile(QStringLiteral("package.json"), data, size);
 
     const auto scripted = PortDetector::parsePackageJson(path);
     checkPort(scripted);
