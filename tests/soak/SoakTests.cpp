@@ -74,16 +74,7 @@ QMap<int, QString> descriptors(qint64 pid)
 
 qint64 residentKiB(qint64 pid)
 {
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:")) {
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-        }
-    }
-    return -1;
+    return TestSupport::processMemoryKiB(pid, "VmRSS");
 }
 
 struct ProcessEntry

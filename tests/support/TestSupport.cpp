@@ -59,6 +59,21 @@ int openFileDescriptorCount()
                                 .size());
 }
 
+qint64 processMemoryKiB(qint64 pid, const QByteArray& field)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return -1;
+    }
+    const QByteArray prefix = field + ':';
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith(prefix)) {
+            return line.mid(prefix.size()).trimmed().split(' ').value(0).toLongLong();
+        }
+    }
+    return -1;
+}
+
 QString fixturePath(const QString& relativePath)
 {
     return QDir(QStringLiteral(WISP_TEST_FIXTURES_DIR)).filePath(relativePath);

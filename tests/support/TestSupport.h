@@ -24,6 +24,10 @@ void makeDir(const QString& root, const QString& relativePath);
 // The number of file descriptors open in this process.
 int openFileDescriptorCount();
 
+// A memory figure of a process from /proc/PID/status, such as "VmRSS" or "VmHWM", in KiB; -1
+// when unknown.
+qint64 processMemoryKiB(qint64 pid, const QByteArray& field);
+
 // An absolute path under the source tree's tests/fixtures folder.
 QString fixturePath(const QString& relativePath);
 

@@ -289,16 +289,7 @@ namespace {
 // Peak resident memory of a process, in KiB, from /proc; -1 when unknown.
 qint64 peakResidentKiB(qint64 pid)
 {
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:")) {
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
-        }
-    }
-    return -1;
+    return TestSupport::processMemoryKiB(pid, "VmHWM");
 }
 
 } // namespace
