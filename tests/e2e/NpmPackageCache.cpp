@@ -57,11 +57,8 @@ NpmRun runNpm(const QStringList& arguments, const QString& folder,
 
 QString NpmPackageCache::root()
 {
-    QString cache = qEnvironmentVariable("XDG_CACHE_HOME");
-    if (cache.isEmpty()) {
-        cache = QDir::home().filePath(QStringLiteral(".cache"));
-    }
-    return QDir(cache).filePath(QStringLiteral("wisp-test-npm"));
+    // In the build tree: a test writes nowhere else outside its own temporary folders.
+    return QDir(QStringLiteral(WISP_BIN_DIR)).filePath(QStringLiteral("../test-npm-cache"));
 }
 
 QMap<QString, NpmPackageCache::Outcome>& NpmPackageCache::known()

@@ -6,7 +6,7 @@
 #include <chrono>
 
 // Packages from the npm registry for the end-to-end tests, installed once and kept between runs
-// in $XDG_CACHE_HOME/wisp-test-npm (~/.cache by default), one folder per package and version
+// in the build tree's test-npm-cache folder, one folder per package and version
 // with its node_modules. A project uses one by linking that node_modules into its own folder.
 class NpmPackageCache
 {

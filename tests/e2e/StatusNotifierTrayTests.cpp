@@ -83,6 +83,16 @@ protected:
             process->kill();
             process->waitForFinished(10000);
         }
+        if (HasFailure()) {
+            for (const QString& program : {QStringLiteral("status-notifier-watcher"),
+                                           QStringLiteral("gtk-sni-tray-standalone")}) {
+                QFile log(toolLogs.filePath(program + QStringLiteral(".log")));
+                if (log.open(QIODevice::ReadOnly)) {
+                    std::fprintf(stderr, "--- %s ---\n%s\n", qPrintable(program),
+                                 log.readAll().constData());
+                }
+            }
+        }
         bus.stop();
     }
 
@@ -95,8 +105,8 @@ protected:
         environment.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("memory"));
         process.setProcessEnvironment(environment);
         process.setStandardOutputFile(QProcess::nullDevice());
-        process.setStandardErrorFile(QStringLiteral("/tmp/portal-exp/") + program +
-                                     QStringLiteral(".log"));
+        // Kept in the test's own folder and shown when the test fails.
+        process.setStandardErrorFile(toolLogs.filePath(program + QStringLiteral(".log")));
         process.start(program, arguments);
         ASSERT_TRUE(process.waitForStarted(30000)) << program.toStdString();
     }
@@ -230,6 +240,7 @@ protected:
     QTemporaryDir records;
     QTemporaryDir temporary;
     QTemporaryDir screens;
+    QTemporaryDir toolLogs;
     std::unique_ptr<WispProcess> wisp;
 };
 
