@@ -88,7 +88,7 @@ function(wisp_platform_test_sources platform tests)
         # An Xvfb display, a headless Chromium and a private D-Bus session exist only on the
         # Linux test machines.
         list(FILTER support EXCLUDE REGEX
-            ".*/(XvfbSession|HeadlessChromium|PrivateSessionBus)\\.(cpp|h)$")
+            ".*/(XvfbSession|HeadlessChromium|PrivateSessionBus|PortalStandIn)\\.(cpp|h)$")
     endif()
     set(WISP_TEST_SUPPORT_SOURCES ${support} PARENT_SCOPE)
     set(WISP_TEST_SUITE_FOLDERS ${folders} PARENT_SCOPE)

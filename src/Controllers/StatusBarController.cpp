@@ -278,7 +278,7 @@ StatusMenuState StatusBarController::menuState() const
     state.hotKeyModifiers = settingsManager->hotKeyModifiersInt();
     if (hotKeyManager) {
         state.hotKeyRegistered = hotKeyManager->isRegistered();
-        state.hotKeyProblem = hotKeyManager->registrationProblem();
+        state.hotKeyProblem = hotKeyManager->registrationText();
     }
     return state;
 }

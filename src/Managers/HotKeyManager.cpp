@@ -7,6 +7,7 @@
 #include "Managers/SettingsManager.h"
 #include "Utilities/Log.h"
 
+#include <QCoro/QCoroSignal>
 #include <QPointer>
 
 #include <optional>
@@ -56,11 +57,27 @@ void HotKeyManager::setRegistration(std::optional<HotKeyRegistration> registrati
     currentRegistration = registration;
     if (registration && registration != HotKeyRegistration::registered) {
         const QString shortcut = hotkeyDisplayString();
-        Log::line(registration == HotKeyRegistration::taken
-                      ? QStringLiteral("⚠️ [HotKeyManager] Shortcut %1 is taken by another app")
-                            .arg(shortcut)
-                      : QStringLiteral("⚠️ [HotKeyManager] Shortcut %1 is not available here")
-                            .arg(shortcut));
+        switch (*registration) {
+        case HotKeyRegistration::registered:
+            break;
+        case HotKeyRegistration::waiting:
+            Log::line(QStringLiteral("⏳ [HotKeyManager] Waiting for the desktop to allow %1")
+                          .arg(shortcut));
+            break;
+        case HotKeyRegistration::taken:
+            Log::line(QStringLiteral("⚠️ [HotKeyManager] Shortcut %1 is taken by another app")
+                          .arg(shortcut));
+            break;
+        case HotKeyRegistration::refused:
+            Log::line(
+                QStringLiteral("⚠️ [HotKeyManager] Shortcut %1 was not allowed by the desktop")
+                    .arg(shortcut));
+            break;
+        case HotKeyRegistration::unavailable:
+            Log::line(QStringLiteral("⚠️ [HotKeyManager] Shortcut %1 is not available here")
+                          .arg(shortcut));
+            break;
+        }
     }
     if (changed) {
         emit registrationChanged();
@@ -82,36 +99,63 @@ QString HotKeyManager::hotkeyDisplayString() const
 
 QString HotKeyManager::registrationProblem() const
 {
+    if (!currentRegistration || !isFailure(*currentRegistration)) {
+        return {};
+    }
+    return registrationText(*currentRegistration, hotkeyDisplayString());
+}
+
+QString HotKeyManager::registrationText() const
+{
     if (!currentRegistration) {
         return {};
     }
-    return problemText(*currentRegistration, hotkeyDisplayString());
+    return registrationText(*currentRegistration, hotkeyDisplayString());
 }
 
-QString HotKeyManager::problemText(HotKeyRegistration registration, const QString& shortcut)
+QString HotKeyManager::registrationText(HotKeyRegistration registration, const QString& shortcut)
 {
     switch (registration) {
     case HotKeyRegistration::registered:
         return {};
+    case HotKeyRegistration::waiting:
+        return QStringLiteral("Waiting for the desktop to allow %1").arg(shortcut);
     case HotKeyRegistration::taken:
         return QStringLiteral("%1 is taken by another app. Choose another shortcut.").arg(shortcut);
+    case HotKeyRegistration::refused:
+        return QStringLiteral("%1 was not allowed by the desktop. Choose another shortcut.")
+            .arg(shortcut);
     case HotKeyRegistration::unavailable:
         break;
     }
     return QStringLiteral("%1 is not available here. Choose another shortcut.").arg(shortcut);
 }
 
-HotKeyRegistration HotKeyManager::probe(std::uint32_t keyCode, std::uint32_t carbonModifiers) const
+bool HotKeyManager::isFailure(HotKeyRegistration registration)
+{
+    return registration != HotKeyRegistration::registered &&
+           registration != HotKeyRegistration::waiting;
+}
+
+QCoro::Task<HotKeyRegistration> HotKeyManager::probe(std::uint32_t keyCode,
+                                                     std::uint32_t carbonModifiers)
 {
     const std::optional<Key> key = Key::fromCarbonKeyCode(keyCode);
     if (keyCode == 0 || !key) {
-        return HotKeyRegistration::unavailable;
+        co_return HotKeyRegistration::unavailable;
     }
     const KeyCombo combo(*key, ModifierFlags::fromCarbonFlags(carbonModifiers));
     if (hotKey && hotKey->keyCombo == combo && currentRegistration) {
-        return *currentRegistration;
+        co_return *currentRegistration;
     }
-    // Registered and dropped again before anything can press it.
-    const HotKey trial(combo);
-    return trial.registration();
+    // The trial belongs to this probe alone, so its answer or the deadline always ends the wait,
+    // whatever happens to the manager meanwhile; it is dropped when the probe ends.
+    const auto trial = std::make_unique<HotKey>(combo);
+    if (trial->registration() != HotKeyRegistration::waiting) {
+        co_return trial->registration();
+    }
+    const std::chrono::milliseconds deadline = probeDeadline;
+    const std::optional<HotKeyRegistration> answer =
+        co_await qCoro(trial.get(), &HotKey::registrationChanged, deadline);
+    co_return answer.value_or(HotKeyRegistration::waiting);
 }

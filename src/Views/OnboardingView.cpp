@@ -9,6 +9,7 @@
 #include "Views/FolderChooser.h"
 #include "Views/OnboardingShortcutRecorder.h"
 #include "Views/PermissionRow.h"
+#include "Views/RegistrationLine.h"
 #include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
 
@@ -246,11 +247,8 @@ QWidget* OnboardingView::makeShortcutPage()
     connect(recorder, &OnboardingShortcutRecorder::recordingChanged, this,
             [this](bool recording) { isRecordingShortcut = recording; });
 
-    shortcutProblem = caption(QString(), this);
-    shortcutProblem->setWordWrap(true);
+    shortcutProblem = new RegistrationLine(this);
     shortcutProblem->setMaximumWidth(360);
-    setTextColor(shortcutProblem, Theme::warning());
-    shortcutProblem->setVisible(false);
     if (hotKeyManager) {
         connect(hotKeyManager, &HotKeyManager::registrationChanged, this,
                 &OnboardingView::updateShortcutText);
@@ -392,18 +390,25 @@ void OnboardingView::shortcutRecorded(std::uint32_t keyCode, std::uint32_t carbo
     updateShortcutText();
 }
 
+QLabel* OnboardingView::shortcutProblemLabel() const
+{
+    return shortcutProblem->textLabel();
+}
+
 void OnboardingView::updateShortcutText()
 {
-    // A shortcut the desktop did not let us have is not shown as if it worked.
-    const QString problem = hotKeyManager ? hotKeyManager->registrationProblem() : QString();
-    if (!problem.isEmpty()) {
+    // A shortcut the desktop did not let us have is not shown as if it worked; one it has not
+    // answered for yet is, with a line saying that the answer is awaited.
+    const std::optional<HotKeyRegistration> registration =
+        hotKeyManager ? hotKeyManager->registration() : std::nullopt;
+    if (registration && HotKeyManager::isFailure(*registration)) {
         recorder->setDisplayText(QStringLiteral("Click to set"));
     } else {
         recorder->setDisplayText(hotKeyManager ? hotKeyManager->hotkeyDisplayString()
                                                : QStringLiteral("Not set"));
     }
-    shortcutProblem->setText(problem);
-    shortcutProblem->setVisible(!problem.isEmpty());
+    shortcutProblem->setRegistration(
+        registration, hotKeyManager ? hotKeyManager->hotkeyDisplayString() : QString());
 }
 
 void OnboardingView::updateContent()

@@ -19,6 +19,7 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 class QStackedWidget;
+class RegistrationLine;
 class SettingsManager;
 
 // The first-run guide of the onboarding window, in four steps: welcome, projects folder,
@@ -61,8 +62,10 @@ public:
     QPushButton* continueButton() const { return next; }
     QPushButton* finishButton() const { return finisher; }
     OnboardingShortcutRecorder* shortcutRecorder() const { return recorder; }
-    // The line under the shortcut control saying that the shortcut cannot be had; hidden else.
-    QLabel* shortcutProblemLabel() const { return shortcutProblem; }
+    // The line under the shortcut control saying that the shortcut cannot be had, or that the
+    // desktop has not answered yet; hidden else.
+    RegistrationLine* shortcutRegistrationLine() const { return shortcutProblem; }
+    QLabel* shortcutProblemLabel() const;
     PermissionRow* automationRow() const { return automation; }
     PermissionRow* accessibilityRow() const { return accessibility; }
     // The page of the current step.
@@ -90,7 +93,7 @@ private:
     QLabel* foundLabel = nullptr;
     QPushButton* chooser = nullptr;
     OnboardingShortcutRecorder* recorder = nullptr;
-    QLabel* shortcutProblem = nullptr;
+    RegistrationLine* shortcutProblem = nullptr;
     PermissionRow* automation = nullptr;
     PermissionRow* accessibility = nullptr;
     QList<QLabel*> dots;

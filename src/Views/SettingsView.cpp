@@ -12,6 +12,7 @@
 #include "Views/FolderChooser.h"
 #include "Views/LoginItemSwitch.h"
 #include "Views/ProjectOverridesEditor.h"
+#include "Views/RegistrationLine.h"
 #include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
 
@@ -246,12 +247,7 @@ void SettingsView::makeShortcutSection()
     });
     section->addWidget(recorder, 0, Qt::AlignLeft);
 
-    shortcutProblem = Caption::label(QString(), parent);
-    shortcutProblem->setWordWrap(true);
-    QPalette warning = shortcutProblem->palette();
-    warning.setColor(QPalette::WindowText, Theme::warning());
-    shortcutProblem->setPalette(warning);
-    shortcutProblem->setVisible(false);
+    shortcutProblem = new RegistrationLine(parent);
     section->addWidget(shortcutProblem);
 
     accessibilityRow = new QWidget(parent);
@@ -415,21 +411,47 @@ void SettingsView::shortcutRecordingEnded()
     updateShortcutAvailability();
 }
 
+QLabel* SettingsView::shortcutProblemLabel() const
+{
+    return shortcutProblem->textLabel();
+}
+
 void SettingsView::updateShortcutAvailability()
 {
-    if (!shortcutProblem) {
-        return;
+    if (shortcutProblem) {
+        checkShortcutAvailability();
     }
+}
+
+QCoro::Task<> SettingsView::checkShortcutAvailability()
+{
+    const quint64 check = ++availabilityChecks;
     const std::uint32_t keyCode = settingsManager ? settingsManager->hotKeyCode() : 0;
     const std::uint32_t modifiers = settingsManager ? settingsManager->hotKeyModifiers() : 0;
-    const HotKeyRegistration registration = hotKeyManager && keyCode != 0
-                                                ? hotKeyManager->probe(keyCode, modifiers)
-                                                : HotKeyRegistration::registered;
-    const QString problem = HotKeyManager::problemText(
-        registration, ShortcutRecorderView::displayString(keyCode, modifiers));
-    recorder->setAvailable(problem.isEmpty());
-    shortcutProblem->setText(problem);
-    shortcutProblem->setVisible(!problem.isEmpty());
+    const QString shortcut = ShortcutRecorderView::displayString(keyCode, modifiers);
+    if (!hotKeyManager || keyCode == 0) {
+        showShortcutAvailability(HotKeyRegistration::registered, shortcut);
+        co_return;
+    }
+    QCoro::Task<HotKeyRegistration> probing = hotKeyManager->probe(keyCode, modifiers);
+    // A desktop that asks the user first answers later; until then the line says so.
+    if (!probing.isReady()) {
+        showShortcutAvailability(HotKeyRegistration::waiting, shortcut);
+    }
+    const QPointer<SettingsView> self(this);
+    const HotKeyRegistration registration = co_await probing;
+    // Gone, or overtaken by a newer check (another recording) meanwhile.
+    if (!self || availabilityChecks != check) {
+        co_return;
+    }
+    showShortcutAvailability(registration, shortcut);
+}
+
+void SettingsView::showShortcutAvailability(HotKeyRegistration registration,
+                                            const QString& shortcut)
+{
+    recorder->setAvailable(!HotKeyManager::isFailure(registration));
+    shortcutProblem->setRegistration(registration, shortcut);
 }
 
 void SettingsView::updateCurrentProject()

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "HotKey/HotKeyRegistration.h"
 #include "Models/ServerStatus.h"
 
+#include <QCoro/QCoroTask>
 #include <QPointer>
 #include <QWidget>
 
@@ -21,6 +23,7 @@ class QLineEdit;
 class QPushButton;
 class QToolButton;
 class QVBoxLayout;
+class RegistrationLine;
 class ServerManaging;
 class ShortcutRecorderView;
 class SettingsManager;
@@ -64,8 +67,10 @@ public:
     QButtonGroup* behaviorGroup() const { return behaviors; }
     QButtonGroup* browserGroup() const { return browsers; }
     ShortcutRecorderView* shortcutRecorder() const { return recorder; }
-    // The line under the recorder saying that the stored shortcut cannot be had; hidden else.
-    QLabel* shortcutProblemLabel() const { return shortcutProblem; }
+    // The line under the recorder saying that the stored shortcut cannot be had, or that the
+    // desktop has not answered yet; hidden else.
+    RegistrationLine* shortcutRegistrationLine() const { return shortcutProblem; }
+    QLabel* shortcutProblemLabel() const;
     QWidget* accessibilityWarning() const { return accessibilityRow; }
     QLabel* accessibilityWarningIcon() const { return accessibilityIcon; }
     QPushButton* grantButton() const { return grant; }
@@ -101,6 +106,8 @@ private:
     void updateAccessibilityWarning();
     void shortcutRecordingEnded();
     void updateShortcutAvailability();
+    QCoro::Task<> checkShortcutAvailability();
+    void showShortcutAvailability(HotKeyRegistration registration, const QString& shortcut);
     void updateStatus(ServerStatus status);
     void applyLinkColor();
 
@@ -116,7 +123,9 @@ private:
     QButtonGroup* behaviors = nullptr;
     QButtonGroup* browsers = nullptr;
     ShortcutRecorderView* recorder = nullptr;
-    QLabel* shortcutProblem = nullptr;
+    RegistrationLine* shortcutProblem = nullptr;
+    // Counts availability checks; an answer to an older one than the last is dropped.
+    quint64 availabilityChecks = 0;
     // Set when a recording changed the stored shortcut, until the recording ends.
     bool shortcutEdited = false;
     QMetaObject::Connection registrationConnection;

@@ -470,6 +470,37 @@ TEST_F(StatusBarControllerTest, MainItemShowsTheShortcutOnlyWhileItIsRegistered)
     controller.reset();
 }
 
+TEST_F(StatusBarControllerTest, MainItemSaysTheDesktopHasNotAnsweredWhileTheShortcutWaits)
+{
+    FakeHotKeyBackend* backend = FakeHotKeyBackend::install();
+    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::waiting}};
+    settings->setHotKeyCode(37);
+    settings->setHotKeyModifiers(0x1800);
+    HotKeyManager manager(settings.get());
+    hotKeyManager = &manager;
+    selectWeb();
+    make();
+
+    // Not advertised before the desktop allows it, and not called a failure either.
+    QAction* main = menu()->actions().first();
+    EXPECT_TRUE(main->shortcut().isEmpty());
+    EXPECT_EQ(main->toolTip(), QStringLiteral("Waiting for the desktop to allow Ctrl+Alt+L"));
+
+    std::uint32_t id = 0;
+    for (const auto& [candidate, box] : HotKeysController::hotKeys) {
+        if (box.identifier == manager.hotKey->identifier) {
+            id = candidate;
+        }
+    }
+    HotKeysController::reportRegistration(id, HotKeyRegistration::registered);
+    main = menu()->actions().first();
+    EXPECT_EQ(menuSnapshot(menu()).first(),
+              QStringLiteral("Find localhost:3000 | keys=Ctrl+Alt+L | shown=Ctrl+Alt+L | "
+                             "action=mainActionClicked"));
+    EXPECT_FALSE(main->toolTip().contains(QStringLiteral("Waiting")));
+    controller.reset();
+}
+
 TEST_F(StatusBarControllerTest, MainItemRunsTheMainAction)
 {
     selectWeb();

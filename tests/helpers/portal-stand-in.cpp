@@ -3,8 +3,11 @@
 // per call, its Response signal), and takes orders from the test on /control:
 //   Activate(s id)   emits Activated then Deactivated for the last session
 //   Calls() -> as    the calls received so far, one line each
-// Arguments: --answer grant|cancel|unbound  (what the user does in the consent dialog)
-//            --without-shortcuts            (a portal service whose desktop has no backend)
+//   Waiting() -> u   how many BindShortcuts requests wait for Answer (with --answer later)
+//   Answer(s answer) answers every waiting BindShortcuts request: grant|cancel|unbound
+// Arguments: --answer grant|cancel|unbound|later  (what the user does in the consent dialog;
+//                                                  later: nothing until the test says Answer)
+//            --without-shortcuts                  (a portal service whose desktop has no backend)
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDBusArgument>
@@ -18,6 +21,8 @@
 #include <QStringList>
 #include <QTextStream>
 #include <QTimer>
+
+#include <utility>
 
 namespace {
 
@@ -187,13 +192,31 @@ private:
                               shortcut.properties.value(QStringLiteral("preferred_trigger"))
                                   .toString());
         }
+        const QString path =
+            requestPath(message, given.value(QStringLiteral("handle_token")).toString());
+        if (answer == QLatin1String("later")) {
+            // The consent dialog stays open: the request is answered when the test says so.
+            connection.send(message.createReply(QVariant::fromValue(QDBusObjectPath(path))));
+            waiting.append({path, shortcuts});
+            return true;
+        }
+        respond(connection, path, shortcuts, answer, &message);
+        return true;
+    }
+
+    // Answers a BindShortcuts request on `path` as the user's `choice` in the dialog; replies to
+    // `call` first when it is still unanswered.
+    void respond(const QDBusConnection& connection, const QString& path,
+                 const QList<Shortcut>& shortcuts, const QString& choice,
+                 const QDBusMessage* call = nullptr)
+    {
         QVariantMap results;
         uint response = 0;
-        if (answer == QLatin1String("cancel")) {
+        if (choice == QLatin1String("cancel")) {
             response = 1;
         } else {
             QList<Shortcut> bound;
-            if (answer == QLatin1String("grant")) {
+            if (choice == QLatin1String("grant")) {
                 for (const Shortcut& shortcut : shortcuts) {
                     bound << Shortcut{
                         shortcut.id,
@@ -204,16 +227,33 @@ private:
             }
             results.insert(QStringLiteral("shortcuts"), QVariant::fromValue(bound));
         }
-        answerLater(message, connection,
-                    requestPath(message, given.value(QStringLiteral("handle_token")).toString()),
-                    response, results);
-        return true;
+        if (call) {
+            answerLater(*call, connection, path, response, results);
+        } else {
+            QDBusMessage signal = QDBusMessage::createSignal(
+                path, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
+            signal << response << results;
+            QDBusConnection(connection).send(signal);
+        }
     }
 
     bool handleControl(const QDBusMessage& message, const QDBusConnection& connection)
     {
         if (message.member() == QLatin1String("Calls")) {
             connection.send(message.createReply(calls));
+            return true;
+        }
+        if (message.member() == QLatin1String("Waiting")) {
+            connection.send(message.createReply(uint(waiting.size())));
+            return true;
+        }
+        if (message.member() == QLatin1String("Answer")) {
+            const QString choice = message.arguments().value(0).toString();
+            const QList<WaitingRequest> requests = std::exchange(waiting, {});
+            for (const WaitingRequest& request : requests) {
+                respond(connection, request.path, request.shortcuts, choice);
+            }
+            connection.send(message.createReply());
             return true;
         }
         if (message.member() == QLatin1String("Activate")) {
@@ -235,8 +275,15 @@ private:
         return true;
     }
 
+    struct WaitingRequest
+    {
+        QString path;
+        QList<Shortcut> shortcuts;
+    };
+
     QString answer;
     bool withShortcuts;
+    QList<WaitingRequest> waiting;
     QString session;
     QStringList calls;
 };
@@ -251,7 +298,7 @@ int main(int argc, char** argv)
 
     QCommandLineParser parser;
     const QCommandLineOption answer(QStringLiteral("answer"),
-                                    QStringLiteral("grant|cancel|unbound"),
+                                    QStringLiteral("grant|cancel|unbound|later"),
                                     QStringLiteral("answer"), QStringLiteral("grant"));
     const QCommandLineOption withoutShortcuts(QStringLiteral("without-shortcuts"),
                                               QStringLiteral("no global shortcuts backend"));

@@ -6,6 +6,7 @@
 
 #include "fakes/FakeFolderAccess.h"
 #include "fakes/FakeHotKeyBackend.h"
+#include "support/AwaitTask.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 
@@ -359,18 +360,97 @@ TEST_F(HotKeyManagerTest, ProbeTriesACombinationWithoutKeepingIt)
     ASSERT_TRUE(manager.isRegistered());
     const qsizetype attempts = backend->attempts.size();
 
-    EXPECT_EQ(manager.probe(37, 0x1800), HotKeyRegistration::taken);
-    EXPECT_EQ(manager.probe(38, 0x1800), HotKeyRegistration::registered);
+    EXPECT_EQ(TestSupport::awaitTask(manager.probe(37, 0x1800)), HotKeyRegistration::taken);
+    EXPECT_EQ(TestSupport::awaitTask(manager.probe(38, 0x1800)), HotKeyRegistration::registered);
     // Only the live shortcut is held afterwards.
     ASSERT_EQ(backend->live.size(), 1);
     EXPECT_EQ(backend->live.first().keyCombo, KeyCombo(40, 0x1800));
     EXPECT_EQ(backend->attempts.size(), attempts + 2);
 
     // The live combination answers from the live registration, without another attempt.
-    EXPECT_EQ(manager.probe(40, 0x1800), HotKeyRegistration::registered);
+    EXPECT_EQ(TestSupport::awaitTask(manager.probe(40, 0x1800)), HotKeyRegistration::registered);
     EXPECT_EQ(backend->attempts.size(), attempts + 2);
     // No key, or a code of no key: nothing to register.
-    EXPECT_EQ(manager.probe(0, 0x1800), HotKeyRegistration::unavailable);
-    EXPECT_EQ(manager.probe(52, 0x1800), HotKeyRegistration::unavailable);
+    EXPECT_EQ(TestSupport::awaitTask(manager.probe(0, 0x1800)), HotKeyRegistration::unavailable);
+    EXPECT_EQ(TestSupport::awaitTask(manager.probe(52, 0x1800)), HotKeyRegistration::unavailable);
     EXPECT_EQ(backend->attempts.size(), attempts + 2);
+}
+
+namespace {
+
+// The controller's id of the hot key registered for `combo` other than `except`; 0 when none.
+std::uint32_t trialID(const KeyCombo& combo, const HotKey* except)
+{
+    for (const auto& [id, box] : HotKeysController::hotKeys) {
+        if (box.hotKey && box.hotKey != except && box.hotKey->keyCombo == combo) {
+            return id;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+TEST_F(HotKeyManagerTest, ProbeWaitsForALateAnswerAndDropsItsTrialThen)
+{
+    backend->refusedCombos = {{KeyCombo(38, 0x1800), HotKeyRegistration::waiting}};
+    store(40, 0x1800);
+    HotKeyManager manager(settings.get());
+    ASSERT_TRUE(manager.isRegistered());
+
+    QCoro::Task<HotKeyRegistration> probing = manager.probe(38, 0x1800);
+    // Asked, not answered: the probe goes on, holding its trial.
+    EXPECT_FALSE(probing.isReady());
+    const std::uint32_t id = trialID(KeyCombo(38, 0x1800), manager.hotKey.get());
+    ASSERT_NE(id, 0u);
+
+    HotKeysController::reportRegistration(id, HotKeyRegistration::refused);
+
+    EXPECT_EQ(TestSupport::awaitTask(std::move(probing)), HotKeyRegistration::refused);
+    EXPECT_EQ(trialID(KeyCombo(38, 0x1800), manager.hotKey.get()), 0u);
+    EXPECT_EQ(HotKeysController::hotKeys.size(), 1u);
+    // The live registration is untouched.
+    EXPECT_TRUE(manager.isRegistered());
+}
+
+TEST_F(HotKeyManagerTest, ProbeWithoutAnAnswerByItsDeadlineSaysWaitingNotUnavailable)
+{
+    backend->refusedCombos = {{KeyCombo(38, 0x1800), HotKeyRegistration::waiting}};
+    store(40, 0x1800);
+    HotKeyManager manager(settings.get());
+    manager.probeDeadline = std::chrono::milliseconds(200);
+
+    EXPECT_EQ(TestSupport::awaitTask(manager.probe(38, 0x1800)), HotKeyRegistration::waiting);
+    // The trial went with the probe.
+    EXPECT_EQ(trialID(KeyCombo(38, 0x1800), manager.hotKey.get()), 0u);
+    EXPECT_EQ(HotKeysController::hotKeys.size(), 1u);
+}
+
+TEST_F(HotKeyManagerTest, WaitingRegistrationIsANoteAndLogsNoFailure)
+{
+    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::waiting}};
+    store(37, 0x1800);
+    LogCapture log;
+    HotKeyManager manager(settings.get());
+    const QString shortcut = manager.hotkeyDisplayString();
+
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::waiting));
+    EXPECT_TRUE(manager.isWaiting());
+    EXPECT_FALSE(manager.isRegistered());
+    EXPECT_TRUE(manager.registrationProblem().isEmpty());
+    EXPECT_EQ(manager.registrationText(),
+              QStringLiteral("Waiting for the desktop to allow ") + shortcut);
+    EXPECT_EQ(log.lines(),
+              QStringList{QStringLiteral("⏳ [HotKeyManager] Waiting for the desktop to allow ") +
+                          shortcut});
+
+    HotKeysController::reportRegistration(trialID(KeyCombo(37, 0x1800), nullptr),
+                                          HotKeyRegistration::refused);
+    EXPECT_EQ(manager.registration(), std::optional(HotKeyRegistration::refused));
+    EXPECT_EQ(manager.registrationProblem(),
+              shortcut +
+                  QStringLiteral(" was not allowed by the desktop. Choose another shortcut."));
+    EXPECT_EQ(manager.registrationText(), manager.registrationProblem());
+    EXPECT_EQ(log.lines().last(), QStringLiteral("⚠️ [HotKeyManager] Shortcut ") + shortcut +
+                                      QStringLiteral(" was not allowed by the desktop"));
 }

@@ -24,7 +24,7 @@ HotKeyRegistration PortalHotKeyBackend::registrationFor(GlobalShortcutsPortal::O
     case GlobalShortcutsPortal::Outcome::Granted:
         return HotKeyRegistration::registered;
     case GlobalShortcutsPortal::Outcome::Refused:
-        return HotKeyRegistration::taken;
+        return HotKeyRegistration::refused;
     case GlobalShortcutsPortal::Outcome::Absent:
         break;
     }
@@ -77,8 +77,8 @@ HotKeyBackend::Registration PortalHotKeyBackend::registerHotKey(const KeyCombo& 
     portal->bind(QStringLiteral("hotkey-") +
                      (trigger.isEmpty() ? QString::number(keyCombo.carbonKeyCode) : trigger),
                  shortcutDescription, trigger);
-    // Nothing reaches the hot key until the user has allowed it.
-    return {registrations.back().get(), HotKeyRegistration::unavailable};
+    // Nothing reaches the hot key until the user has allowed it; until then it waits.
+    return {registrations.back().get(), HotKeyRegistration::waiting};
 }
 
 void PortalHotKeyBackend::unregisterHotKey(Ref registration)

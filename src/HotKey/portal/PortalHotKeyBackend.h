@@ -12,8 +12,8 @@
 
 // Hot keys through the desktop's global shortcuts portal, for Wayland sessions. Each
 // registration is a portal session of its own. The portal asks the user first, so a
-// registration starts out unavailable and the answer is reported to the controller when it
-// comes: granted is registered, refused is taken, no portal is unavailable. Presses reach the
+// registration starts out waiting and the answer is reported to the controller when it comes:
+// granted is registered, refused is refused, no portal is unavailable. Presses reach the
 // controller with the kinds and id the event manager would give them.
 class PortalHotKeyBackend final : public HotKeyBackend
 {

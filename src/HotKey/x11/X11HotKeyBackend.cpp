@@ -195,6 +195,9 @@ HotKeyBackend::Registration X11HotKeyBackend::registerHotKey(const KeyCombo& key
                              << "is taken by another client; not registered";
         return {nullptr, HotKeyRegistration::taken};
     case HotKeyRegistration::unavailable:
+    // A key grab is answered at once: never waiting, never refused by a dialog.
+    case HotKeyRegistration::waiting:
+    case HotKeyRegistration::refused:
         qCWarning(hotKeyLog) << "No X11 key carries the symbol of key code"
                              << keyCombo.carbonKeyCode << "; hot key not registered";
         return {nullptr, HotKeyRegistration::unavailable};

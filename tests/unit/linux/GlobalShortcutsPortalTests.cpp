@@ -4,14 +4,12 @@
 #include "HotKey/portal/PortalHotKeyBackend.h"
 
 #include "fakes/FakeHotKeyBackend.h"
+#include "support/PortalStandIn.h"
 #include "support/PrivateSessionBus.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
-#include <QDBusMessage>
-#include <QDBusReply>
-#include <QProcess>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
@@ -23,8 +21,6 @@ using namespace std::chrono_literals;
 using Outcome = GlobalShortcutsPortal::Outcome;
 
 namespace {
-
-const QString portalName = QStringLiteral("org.freedesktop.portal.Desktop");
 
 class GlobalShortcutsPortalTest : public ::testing::Test
 {
@@ -44,49 +40,22 @@ protected:
         // portal clients whose deletion was deferred.
         FakeHotKeyBackend::install();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        if (standIn) {
-            standIn->kill();
-            standIn->waitForFinished(5000);
-        }
+        standIn.stop();
         bus.stop();
     }
 
     // Starts the stand-in portal with `arguments` and waits until it owns the portal's name.
     void startPortal(const QStringList& arguments)
     {
-        standIn = std::make_unique<QProcess>();
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        bus.addTo(environment);
-        standIn->setProcessEnvironment(environment);
-        standIn->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        standIn->start(QStringLiteral(WISP_BIN_DIR "/portal-stand-in"), arguments);
-        ASSERT_TRUE(standIn->waitForStarted(10000)) << standIn->errorString().toStdString();
-        ASSERT_TRUE(TestSupport::waitUntil(
-            [&] { return bus.hasOwner(portalName) || standIn->state() != QProcess::Running; }));
-        ASSERT_TRUE(bus.hasOwner(portalName)) << "the stand-in portal did not start";
+        QString error;
+        ASSERT_TRUE(standIn.start(arguments, &error)) << error.toStdString();
     }
 
     // The calls the stand-in portal has received, one line each.
-    QStringList portalCalls()
-    {
-        const QDBusMessage call = QDBusMessage::createMethodCall(
-            portalName, QStringLiteral("/control"), QStringLiteral("org.wisp.PortalControl"),
-            QStringLiteral("Calls"));
-        const QDBusReply<QStringList> reply = bus.connection().call(call);
-        EXPECT_TRUE(reply.isValid()) << reply.error().message().toStdString();
-        return reply.value();
-    }
+    QStringList portalCalls() { return standIn.calls(); }
 
     // Makes the stand-in press and release the shortcut `id`.
-    void pressShortcut(const QString& id)
-    {
-        QDBusMessage call = QDBusMessage::createMethodCall(portalName, QStringLiteral("/control"),
-                                                           QStringLiteral("org.wisp.PortalControl"),
-                                                           QStringLiteral("Activate"));
-        call << id;
-        const QDBusMessage reply = bus.connection().call(call);
-        ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
-    }
+    void pressShortcut(const QString& id) { ASSERT_TRUE(standIn.press(id)); }
 
     // Binds the default shortcut and waits for the portal's answer.
     std::optional<Outcome> bindDefault(GlobalShortcutsPortal& portal)
@@ -98,7 +67,7 @@ protected:
     }
 
     PrivateSessionBus bus;
-    std::unique_ptr<QProcess> standIn;
+    PortalStandIn standIn{bus};
 };
 
 } // namespace
@@ -196,8 +165,8 @@ TEST_F(GlobalShortcutsPortalTest, GrantedHotKeyIsRegisteredAndItsHandlersRunOnce
         KeyCombo(Key::l, ModifierFlags::control | ModifierFlags::option), [&] { ++downs; },
         [&] { ++ups; });
     QSignalSpy changes(&hotKey, &HotKey::registrationChanged);
-    // Until the user has answered, nothing reaches the hot key.
-    EXPECT_EQ(hotKey.registration(), HotKeyRegistration::unavailable);
+    // Until the user has answered, nothing reaches the hot key, and it waits.
+    EXPECT_EQ(hotKey.registration(), HotKeyRegistration::waiting);
     ASSERT_TRUE(TestSupport::waitUntil([&] { return changes.count() == 1; }));
     EXPECT_EQ(hotKey.registration(), HotKeyRegistration::registered);
     EXPECT_TRUE(portalCalls().contains(
@@ -210,7 +179,7 @@ TEST_F(GlobalShortcutsPortalTest, GrantedHotKeyIsRegisteredAndItsHandlersRunOnce
     EXPECT_EQ(downs, 1);
 }
 
-TEST_F(GlobalShortcutsPortalTest, RefusedHotKeyIsTaken)
+TEST_F(GlobalShortcutsPortalTest, RefusedHotKeyIsRefused)
 {
     startPortal({QStringLiteral("--answer"), QStringLiteral("cancel")});
     HotKeysController::setBackend(std::make_unique<PortalHotKeyBackend>(bus.connection()));
@@ -219,7 +188,7 @@ TEST_F(GlobalShortcutsPortalTest, RefusedHotKeyIsTaken)
     QSignalSpy changes(&hotKey, &HotKey::registrationChanged);
 
     ASSERT_TRUE(TestSupport::waitUntil([&] { return changes.count() == 1; }));
-    EXPECT_EQ(hotKey.registration(), HotKeyRegistration::taken);
+    EXPECT_EQ(hotKey.registration(), HotKeyRegistration::refused);
 }
 
 TEST_F(GlobalShortcutsPortalTest, HotKeyWithoutPortalIsUnavailable)
