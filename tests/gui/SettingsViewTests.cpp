@@ -8,6 +8,7 @@
 #include "Managers/ProjectManager.h"
 #include "Utilities/Theme.h"
 #include "Views/ProjectOverridesEditor.h"
+#include "Views/RegistrationLine.h"
 #include "Views/SettingsPopover.h"
 #include "Views/ShortcutRecorderView.h"
 #include "Views/SymbolImage.h"
@@ -662,8 +663,9 @@ TEST_F(SettingsViewTest, TakenShortcutIsExplainedAndAnotherOneRegistersAtOnce)
               ShortcutText::build(0x1800, QStringLiteral("L")) +
                   QStringLiteral(" is taken by another app. Choose another shortcut."));
     // The line sits right under the recorder.
-    EXPECT_GT(problem->y(), recorder->y());
-    EXPECT_LT(problem->y(), view->accessibilityWarning()->y());
+    const QWidget* line = view->shortcutRegistrationLine();
+    EXPECT_GT(line->y(), recorder->y());
+    EXPECT_LT(line->y(), view->accessibilityWarning()->y());
 
     QTest::mouseClick(recorder, Qt::LeftButton);
     ASSERT_TRUE(recorder->isRecording());
