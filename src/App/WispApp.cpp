@@ -1,5 +1,6 @@
 #include "App/WispApp.h"
 
+#include "App/AccessibleApplication.h"
 #include "App/AppDelegate.h"
 #include "App/CommandLine.h"
 #include "App/SingleInstance.h"
@@ -34,6 +35,8 @@ int WispApp::main(int argc, char** argv)
         return 1;
     }
 
+    // Before the application object, whose accessible interface is made once and kept.
+    AccessibleApplication::install();
     QApplication application(argc, argv);
     // The settings store is named after these.
     QCoreApplication::setOrganizationName(QStringLiteral("wisp"));

@@ -1,5 +1,6 @@
 #include "Views/SettingsPopover.h"
 
+#include <QAccessible>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QTimer>
@@ -18,6 +19,8 @@ SettingsPopover::SettingsPopover(QWidget* parent) : QFrame(parent, popupFlags)
     setFrameShape(QFrame::StyledPanel);
     setAttribute(Qt::WA_DeleteOnClose, false);
     setFocusPolicy(Qt::ClickFocus);
+    setWindowTitle(QStringLiteral("Settings"));
+    setAccessibleName(QStringLiteral("Settings"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
 }
@@ -56,8 +59,24 @@ void SettingsPopover::present()
     QTimer::singleShot(0, this, [self]() {
         if (self) {
             self->setFocus(Qt::OtherFocusReason);
+            self->announceActivation();
         }
     });
+}
+
+void SettingsPopover::hideEvent(QHideEvent* event)
+{
+    QFrame::hideEvent(event);
+    announceActivation();
+}
+
+void SettingsPopover::announceActivation()
+{
+    // Whether it is an activation or a deactivation is read from the window's state.
+    QAccessible::State changed;
+    changed.active = true;
+    QAccessibleStateChangeEvent event(this, changed);
+    QAccessible::updateAccessibility(&event);
 }
 
 QPoint SettingsPopover::position(const QRect& anchor, const QSize& size, const QRect& screen)

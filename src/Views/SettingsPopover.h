@@ -9,6 +9,8 @@
 //
 // A dialog opened from the panel (the folder dialog) can keep it open: a popup would take
 // every click and key press meant for the dialog and close on the first one.
+//
+// For assistive technologies it is a window named "Settings", announced when it opens.
 class SettingsPopover : public QFrame
 {
     Q_OBJECT
@@ -35,11 +37,15 @@ public:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     void release();
     // Shows, raises and activates the panel where it is, with no field focused.
     void present();
+    // Tells assistive technologies that the panel's window became active, or stopped being so:
+    // no field takes the focus when it opens, so nothing else would make a screen reader speak.
+    void announceActivation();
 
     QPointer<QWidget> currentContent;
     QPointer<QWidget> holder;

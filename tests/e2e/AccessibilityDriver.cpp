@@ -1,6 +1,7 @@
 #include "AccessibilityDriver.h"
 
 #include <QDeadlineTimer>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -55,7 +56,33 @@ std::optional<AccessibleNode> AccessibilityDriver::popup(QString* error)
     return ask("popup\n", error);
 }
 
+std::optional<QList<AccessibleEvent>> AccessibilityDriver::events(QString* error)
+{
+    const std::optional<QJsonObject> answer = askObject("events\n", error);
+    if (!answer) {
+        return std::nullopt;
+    }
+    QList<AccessibleEvent> events;
+    const QJsonArray list = answer->value(QStringLiteral("events")).toArray();
+    for (const QJsonValue& value : list) {
+        const QJsonObject event = value.toObject();
+        events.append({event.value(QStringLiteral("type")).toString(),
+                       event.value(QStringLiteral("role")).toString(),
+                       event.value(QStringLiteral("name")).toString()});
+    }
+    return events;
+}
+
 std::optional<AccessibleNode> AccessibilityDriver::ask(const QByteArray& command, QString* error)
+{
+    const std::optional<QJsonObject> answer = askObject(command, error);
+    if (!answer) {
+        return std::nullopt;
+    }
+    return AccessibleNode::fromJson(*answer);
+}
+
+std::optional<QJsonObject> AccessibilityDriver::askObject(const QByteArray& command, QString* error)
 {
     QString ignored;
     QString& reason = error ? *error : ignored;
@@ -80,7 +107,7 @@ std::optional<AccessibleNode> AccessibilityDriver::ask(const QByteArray& command
         reason = object.value(QStringLiteral("error")).toString();
         return std::nullopt;
     }
-    return AccessibleNode::fromJson(object);
+    return object;
 }
 
 std::optional<QByteArray> AccessibilityDriver::readLine()

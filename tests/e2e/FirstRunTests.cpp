@@ -434,6 +434,8 @@ protected:
             waitForRole(QStringLiteral("menu item"), QStringLiteral("Settings..."));
         screenshot(QStringLiteral("10-tray-menu"));
         clickOn(settingsItem);
+        // The popover is one of wisp's windows in the tree, as the onboarding window is.
+        searchIn = Where::windows;
         ASSERT_TRUE(waitForLabel(QStringLiteral("Behavior")));
         EXPECT_TRUE(waitForLabel(QStringLiteral("2 found")));
         EXPECT_TRUE(waitForLabel(projects.path()));
@@ -529,6 +531,58 @@ protected:
         })) << "the popover stayed open";
     }
 
+    // Settings as onboarding leaves them: `projects` chosen, Ctrl+Alt+L stored.
+    void storeCompletedOnboarding()
+    {
+        QSettings settings(QDir(config.path()).filePath(QStringLiteral("wisp/wisp.conf")),
+                           QSettings::IniFormat);
+        settings.setValue(QStringLiteral("hasCompletedOnboarding"), true);
+        settings.setValue(QStringLiteral("projectsFolderBookmark"), projects.path().toUtf8());
+        settings.setValue(QStringLiteral("hotKeyCode"), 37);
+        settings.setValue(QStringLiteral("hotKeyModifiers"), 6144);
+        settings.sync();
+        ASSERT_EQ(settings.status(), QSettings::NoError);
+    }
+
+    // The announcements a screen reader got since the last call.
+    QList<AccessibleEvent> announcements()
+    {
+        QString error;
+        const std::optional<QList<AccessibleEvent>> events = a11y.events(&error);
+        EXPECT_TRUE(events) << error.toStdString();
+        return events.value_or(QList<AccessibleEvent>());
+    }
+
+    // Waits for an announcement that matches, gathering every one on the way into `heard`.
+    std::optional<AccessibleEvent>
+    waitForAnnouncement(const std::function<bool(const AccessibleEvent&)>& matches,
+                        QList<AccessibleEvent>& heard, std::chrono::milliseconds timeout = 20s)
+    {
+        std::optional<AccessibleEvent> found;
+        waitUntil(
+            [&] {
+                for (const AccessibleEvent& event : announcements()) {
+                    heard.append(event);
+                    if (!found && matches(event)) {
+                        found = event;
+                    }
+                }
+                return found.has_value();
+            },
+            timeout);
+        return found;
+    }
+
+    static std::string describe(const QList<AccessibleEvent>& events)
+    {
+        QStringList lines;
+        for (const AccessibleEvent& event : events) {
+            lines.append(event.type + QLatin1Char(' ') + event.role + QStringLiteral(" \"") +
+                         event.name + QLatin1Char('"'));
+        }
+        return lines.join(QLatin1Char('\n')).toStdString();
+    }
+
     QTemporaryDir config;
     QTemporaryDir projects;
     QTemporaryDir moreProjects;
@@ -562,4 +616,107 @@ TEST_F(FirstRunTest, NewUserSetsUpWispWithRealInputThenUsesTheShortcutAndTheSett
         QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(apiPort), 60s))
         << wisp->log().toStdString();
     useShortcut(QStringLiteral("ctrl+alt+j"), QStringLiteral("17-new-shortcut-after-restart"));
+}
+
+TEST_F(FirstRunTest, KeyboardThroughTheTrayMenuIsAnnouncedAndTheSettingsPopoverIsInTheTree)
+{
+    ASSERT_NO_FATAL_FAILURE(storeCompletedOnboarding());
+    launchWisp();
+    ASSERT_TRUE(wisp->waitForLine(
+        QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(apiPort), 60s))
+        << wisp->log().toStdString();
+    std::optional<XWindow> icon;
+    waitUntil(
+        [&] {
+            icon = visibleWispWindow(isTrayIcon);
+            return icon.has_value();
+        },
+        30s);
+    ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
+    announcements();
+
+    // The menu, opened with the pointer, then walked with the keyboard: each item it reaches is
+    // announced by name.
+    click(icon->geometry.center(), 3);
+    searchIn = Where::popup;
+    ASSERT_TRUE(waitForRole(QStringLiteral("menu item"), QStringLiteral("Settings...")));
+    QList<AccessibleEvent> heard;
+    QStringList itemsReached;
+    for (int press = 0; press < 15 && !itemsReached.contains(QStringLiteral("Settings..."));
+         ++press) {
+        keys({QStringLiteral("Down")});
+        const std::optional<AccessibleEvent> reached = waitForAnnouncement(
+            [](const AccessibleEvent& event) {
+                return event.type == QStringLiteral("focus:") &&
+                       event.role == QStringLiteral("menu item");
+            },
+            heard);
+        ASSERT_TRUE(reached) << "no item announced after " << press + 1 << " presses\n"
+                             << describe(heard);
+        itemsReached.append(reached->name);
+    }
+    // The main item's name ends with its shortcut, as the menu writes it after a tab.
+    EXPECT_TRUE(itemsReached.value(0).startsWith(QStringLiteral("Find localhost:%1").arg(apiPort)))
+        << describe(heard);
+    ASSERT_TRUE(itemsReached.contains(QStringLiteral("Settings..."))) << describe(heard);
+    EXPECT_TRUE(itemsReached.contains(QStringLiteral("Projects"))) << describe(heard);
+    screenshot(QStringLiteral("20-tray-menu-keyboard"));
+
+    // Return on "Settings..." opens the popover: its window is announced, and the tree holds
+    // it, with its sections and controls, among wisp's windows.
+    keys({QStringLiteral("Return")});
+    heard.clear();
+    const std::optional<AccessibleEvent> opened = waitForAnnouncement(
+        [](const AccessibleEvent& event) {
+            return event.type == QStringLiteral("window:activate") &&
+                   event.name == QStringLiteral("Settings");
+        },
+        heard);
+    EXPECT_TRUE(opened) << describe(heard);
+    searchIn = Where::windows;
+    const std::optional<AccessibleNode> popover = waitForSearch(
+        [](const AccessibleNode& root) -> std::optional<AccessibleNode> {
+            for (const AccessibleNode& window : root.children) {
+                if (window.name == QStringLiteral("Settings") && window.isShowing()) {
+                    return window;
+                }
+            }
+            return std::nullopt;
+        },
+        "the settings popover among wisp's windows");
+    ASSERT_TRUE(popover);
+    for (const QString& title :
+         {QStringLiteral("Current Project"), QStringLiteral("Projects"), QStringLiteral("Behavior"),
+          QStringLiteral("Browser"), QStringLiteral("Shortcut"), QStringLiteral("Custom URL")}) {
+        EXPECT_TRUE(popover->find([&](const AccessibleNode& node) {
+            return isLabelled(node, title);
+        })) << title.toStdString()
+            << "\n"
+            << popover->outline().toStdString();
+    }
+    for (const auto& [role, name] :
+         {std::pair{QStringLiteral("radio button"), QStringLiteral("New window")},
+          std::pair{QStringLiteral("radio button"), QStringLiteral("Firefox")},
+          std::pair{pushButton, QStringLiteral("Browse...")},
+          std::pair{pushButton, QStringLiteral("Ctrl+Alt+L")},
+          std::pair{QStringLiteral("spin button"), QStringLiteral("Port")}}) {
+        EXPECT_TRUE(popover->find(role, name))
+            << role.toStdString() << " " << name.toStdString() << "\n"
+            << popover->outline().toStdString();
+    }
+    EXPECT_TRUE(popover->find([](const AccessibleNode& node) {
+        return node.role == QStringLiteral("text") && node.has(QStringLiteral("editable")) &&
+               node.isShowing();
+    })) << popover->outline().toStdString();
+    // No field took the focus.
+    EXPECT_FALSE(popover->find([](const AccessibleNode& node) {
+        return node.role == QStringLiteral("text") && node.has(QStringLiteral("focused"));
+    })) << popover->outline().toStdString();
+    screenshot(QStringLiteral("21-settings-popover-in-tree"));
+
+    // A click elsewhere still closes it, and it leaves the tree.
+    click(QPoint(100, 700));
+    EXPECT_TRUE(waitUntilGone([](const AccessibleNode& node) {
+        return node.name == QStringLiteral("Settings") && node.isShowing();
+    })) << "the popover stayed open";
 }

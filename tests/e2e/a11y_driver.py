@@ -7,9 +7,12 @@ Prints "ready" once it listens, then answers each command line on standard input
 of JSON on standard output:
   tree   the application's tree (its windows and everything in them);
   popup  the tree of the popup shown last that is still on the screen, else of the one shown
-         last (a menu, the settings popover, a completion list). Qt leaves popups out of the
-         application's children, so they are found through the events of the widgets that show
-         in them.
+         last (a menu, a completion list). Qt leaves popups out of the application's children,
+         so they are found through the events of the widgets that show in them.
+  events the announcements a screen reader acts on since the last "events" (or the start):
+         {"events": [{"type": ..., "role": ..., "name": ...}, ...]}, oldest first, for the
+         focus moving to an object ("focus:", "object:state-changed:focused") and a window
+         becoming active ("window:activate").
 An answer that has no tree is {"error": "..."}. The tests read where widgets are, what they say
 and whether they are enabled, then act on them with real input (xdotool). Exit code 77 when
 pyatspi is missing.
@@ -29,6 +32,9 @@ except ImportError:
 MANY_CHILDREN_ROLES = {"table", "tree table", "list", "tree", "table cell", "list item"}
 MAX_ITEM_CHILDREN = 30
 MAX_DEPTH = 40
+
+# The events that make a screen reader speak, as recorded for the "events" command.
+ANNOUNCEMENTS = ("focus:", "object:state-changed:focused", "window:activate")
 
 STATES = {
     pyatspi.STATE_ENABLED: "enabled",
@@ -87,6 +93,7 @@ class Driver:
         self.pid = pid
         # Oldest first.
         self.popups = []
+        self.events = []
 
     def application(self):
         desktop = pyatspi.Registry.getDesktop(0)
@@ -98,7 +105,16 @@ class Driver:
 
     def on_event(self, event):
         source = event.source
-        if event.detail1 != 1 or safe(source.get_process_id, -1) != self.pid:
+        if safe(source.get_process_id, -1) != self.pid:
+            return
+        if event.type in ANNOUNCEMENTS and (event.type != "object:state-changed:focused"
+                                            or event.detail1 == 1):
+            self.events.append({
+                "type": event.type,
+                "role": safe(source.getRoleName, ""),
+                "name": safe(lambda: source.name, "") or "",
+            })
+        if event.detail1 != 1 or event.type == "window:activate":
             return
         # The window that holds the widget: the last object below the application.
         window = source
@@ -130,6 +146,9 @@ class Driver:
                         lambda: state_set.contains(pyatspi.STATE_SHOWING), False):
                     return node(popup)
             return node(self.popups[-1])
+        if command == "events":
+            events, self.events = self.events, []
+            return {"events": events}
         return {"error": "unknown command: " + command}
 
 
@@ -150,8 +169,7 @@ def main(argv):
         return True
 
     pyatspi.Registry.registerEventListener(
-        driver.on_event, "object:state-changed:showing", "object:state-changed:focused",
-        "window:activate")
+        driver.on_event, "object:state-changed:showing", *ANNOUNCEMENTS)
     GLib.io_add_watch(sys.stdin.fileno(), GLib.IO_IN | GLib.IO_HUP, on_input)
     sys.stdout.write("ready\n")
     sys.stdout.flush()
