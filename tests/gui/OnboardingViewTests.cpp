@@ -9,6 +9,7 @@
 #include "Utilities/Theme.h"
 #include "Views/OnboardingShortcutRecorder.h"
 #include "Views/PermissionRow.h"
+#include "Views/RegistrationLine.h"
 
 #include "fakes/FakeFolderChooser.h"
 #include "fakes/FakeHotKeyBackend.h"
@@ -513,4 +514,29 @@ TEST_F(OnboardingViewTest, EveryStepCanBeLookedAt)
             image.save(QDir(keep).filePath(QStringLiteral("onboarding-step-%1.png").arg(step)));
         }
     }
+}
+
+TEST_F(OnboardingViewTest, ShortcutTheDesktopHasNotAnsweredForIsShownAsWaitingNotAsAFailure)
+{
+    hotKeys->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::waiting}};
+    goToStep(2);
+    ASSERT_EQ(hotKeyManager.registration(), std::optional(HotKeyRegistration::waiting));
+    // The shortcut is shown, with one line saying that the desktop is still asked about it.
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), hotKeyManager.hotkeyDisplayString());
+    EXPECT_TRUE(view.shortcutProblemLabel()->isVisible());
+    EXPECT_EQ(view.shortcutProblemLabel()->text(),
+              QStringLiteral("Waiting for the desktop to allow ") +
+                  hotKeyManager.hotkeyDisplayString());
+    EXPECT_FALSE(view.shortcutRegistrationLine()->markLabel()->isVisible());
+    EXPECT_FALSE(view.shortcutProblemLabel()->text().contains(QStringLiteral("not available")));
+
+    std::uint32_t id = 0;
+    for (const auto& [candidate, box] : HotKeysController::hotKeys) {
+        if (box.identifier == hotKeyManager.hotKey->identifier) {
+            id = candidate;
+        }
+    }
+    HotKeysController::reportRegistration(id, HotKeyRegistration::registered);
+    EXPECT_FALSE(view.shortcutProblemLabel()->isVisible());
+    EXPECT_EQ(view.shortcutRecorder()->displayText(), hotKeyManager.hotkeyDisplayString());
 }
