@@ -10,6 +10,7 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
@@ -154,6 +155,61 @@ setTimeout(() => require('http')
         ASSERT_TRUE(waitUntil([] { return !visibleWispWindow(isMenu); }, 10s));
     }
 
+    // Projects alpha (selected), bravo and charlie, each with a server slow to listen; wisp
+    // launched and polling alpha's port.
+    void launchWithThreeProjects()
+    {
+        alphaPort = makeSlowProject(QStringLiteral("alpha"));
+        bravoPort = makeSlowProject(QStringLiteral("bravo"));
+        charliePort = makeSlowProject(QStringLiteral("charlie"));
+        writeSettings(true, QStringLiteral("alpha"));
+        launchWisp();
+        ASSERT_TRUE(wisp->waitForLine(
+            QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(alphaPort), 60s))
+            << wisp->log().toStdString();
+    }
+
+    // After bravo and then charlie were chosen: charlie's switch completes, charlie's server
+    // runs and bravo's does not (nor anything it started), nothing failed, one browser window
+    // opened, and the status reads running.
+    void expectOnlyTheLastChoiceRunning()
+    {
+        const QString complete = QStringLiteral("✅ [StatusBarController] Project switch complete");
+        ASSERT_TRUE(wisp->waitForLine(complete, 90s)) << wisp->log().toStdString();
+        const QList<qint64> servers = startedServers(wisp->lines);
+        ASSERT_FALSE(servers.isEmpty());
+        // Every server but the last one (charlie's), npm and node alike, is gone.
+        for (const qint64 group : servers.mid(0, servers.size() - 1)) {
+            EXPECT_TRUE(
+                waitUntil([group] { return ::kill(static_cast<pid_t>(-group), 0) != 0; }, 10s))
+                << "bravo's server is still running\n"
+                << wisp->log().toStdString();
+        }
+        EXPECT_FALSE(portAnswers(bravoPort));
+        EXPECT_TRUE(portAnswers(charliePort));
+        EXPECT_TRUE(wisp->lines.contains(
+            QStringLiteral("🔄 [StatusBarController] Switching to project: charlie (port %1)")
+                .arg(charliePort)));
+        for (const QString& line : std::as_const(wisp->lines)) {
+            EXPECT_FALSE(line.startsWith(QStringLiteral("❌"))) << line.toStdString();
+        }
+        EXPECT_EQ(wisp->lines.count(complete), 1);
+        EXPECT_TRUE(waitUntil([&] { return browserLaunchCount() == 1; }));
+
+        // The status reads running: the next poll of charlie's port, after the switch, finds
+        // it, and so does every later one.
+        const qsizetype completeAt = wisp->lines.indexOf(complete);
+        const QString charliePolled =
+            QStringLiteral("🔍 [ServerManager] Polling port %1: ").arg(charliePort);
+        EXPECT_GE(wisp->waitForLineFrom(completeAt, charliePolled + QStringLiteral("RUNNING ✅")), 0)
+            << wisp->log().toStdString();
+        for (qsizetype index = completeAt; index < wisp->lines.size(); ++index) {
+            if (wisp->lines.at(index).startsWith(charliePolled)) {
+                EXPECT_EQ(wisp->lines.at(index), charliePolled + QStringLiteral("RUNNING ✅"));
+            }
+        }
+    }
+
     int browserLaunchCount() const
     {
         return static_cast<int>(QDir(records.path()).entryList({QStringLiteral("*.args")}).size());
@@ -165,6 +221,9 @@ setTimeout(() => require('http')
     QTemporaryDir records;
     QTemporaryDir temporary;
     QList<int> ports;
+    int alphaPort = 0;
+    int bravoPort = 0;
+    int charliePort = 0;
     std::unique_ptr<WispProcess> wisp;
 };
 
@@ -172,61 +231,36 @@ setTimeout(() => require('http')
 
 TEST_F(ChangingMindTest, ChoosingAnotherProjectWhileTheFirstStartsRunsOnlyTheLastOnesServer)
 {
-    const int alphaPort = makeSlowProject(QStringLiteral("alpha"));
-    const int bravoPort = makeSlowProject(QStringLiteral("bravo"));
-    const int charliePort = makeSlowProject(QStringLiteral("charlie"));
-    writeSettings(true, QStringLiteral("alpha"));
-    WispProcess& wisp = launchWisp();
-    ASSERT_TRUE(wisp.waitForLine(
-        QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(alphaPort), 60s))
-        << wisp.log().toStdString();
-
+    launchWithThreeProjects();
     chooseProject(1);
     // Changes their mind while bravo's server is starting: launched, not yet listening.
-    ASSERT_TRUE(wisp.waitForLineStartingWith(
+    ASSERT_TRUE(wisp->waitForLineStartingWith(
         QStringLiteral("✅ [ServerManager] Server process started (PID: "), 60s))
-        << wisp.log().toStdString();
+        << wisp->log().toStdString();
     chooseProject(2);
 
-    ASSERT_TRUE(
-        wisp.waitForLine(QStringLiteral("✅ [StatusBarController] Project switch complete"), 90s))
-        << wisp.log().toStdString();
-    const QList<qint64> servers = startedServers(wisp.lines);
-    ASSERT_EQ(servers.size(), 2) << wisp.log().toStdString();
-    // Bravo's server, npm and node alike, is gone; charlie's answers.
-    EXPECT_TRUE(
-        waitUntil([&] { return ::kill(static_cast<pid_t>(-servers.first()), 0) != 0; }, 10s))
-        << "bravo's server is still running\n"
-        << wisp.log().toStdString();
-    EXPECT_FALSE(portAnswers(bravoPort));
-    EXPECT_TRUE(portAnswers(charliePort));
-
-    // Bravo's switch stopped where it was and said so; nothing failed.
-    EXPECT_TRUE(wisp.lines.contains(
+    expectOnlyTheLastChoiceRunning();
+    EXPECT_TRUE(wisp->lines.contains(
         QStringLiteral("⏹️ [StatusBarController] Switch cancelled before waiting for server")))
-        << wisp.log().toStdString();
-    for (const QString& line : std::as_const(wisp.lines)) {
-        EXPECT_FALSE(line.startsWith(QStringLiteral("❌"))) << line.toStdString();
-    }
-    EXPECT_EQ(wisp.lines.count(QStringLiteral("✅ [StatusBarController] Project switch complete")),
-              1);
-    EXPECT_TRUE(waitUntil([&] { return browserLaunchCount() == 1; }));
+        << wisp->log().toStdString();
+    EXPECT_EQ(startedServers(wisp->lines).size(), 2);
+}
 
-    // The status reads running: the next poll of charlie's port, after the switch, finds it.
-    const qsizetype complete =
-        wisp.lines.indexOf(QStringLiteral("✅ [StatusBarController] Project switch complete"));
-    EXPECT_GE(wisp.waitForLineFrom(
-                  complete,
-                  QStringLiteral("🔍 [ServerManager] Polling port %1: RUNNING ✅").arg(charliePort)),
-              0)
-        << wisp.log().toStdString();
-    const QString charliePolled =
-        QStringLiteral("🔍 [ServerManager] Polling port %1: ").arg(charliePort);
-    for (qsizetype index = complete; index < wisp.lines.size(); ++index) {
-        if (wisp.lines.at(index).startsWith(charliePolled)) {
-            EXPECT_EQ(wisp.lines.at(index), charliePolled + QStringLiteral("RUNNING ✅"));
-        }
-    }
+TEST_F(ChangingMindTest, TwoProjectsChosenWithinASecondRunOnlyTheLastOnesServer)
+{
+    launchWithThreeProjects();
+    QElapsedTimer betweenChoices;
+    chooseProject(1);
+    betweenChoices.start();
+    chooseProject(2);
+    RecordProperty("betweenChoicesMs", static_cast<int>(betweenChoices.elapsed()));
+
+    expectOnlyTheLastChoiceRunning();
+    // Bravo's switch stopped at one of its check points, wherever the second choice found it.
+    EXPECT_EQ(
+        wisp->lines.filter(QStringLiteral("⏹️ [StatusBarController] Switch cancelled")).size(),
+        1)
+        << wisp->log().toStdString();
 }
 
 TEST_F(ChangingMindTest, OnboardingClosedWithItsCloseButtonLeavesWispPollingAndAsksAgainNextTime)
