@@ -586,14 +586,19 @@ TEST_F(ProjectManagerPublication, NewestScanWinsOverAnOlderSlowerOne)
     });
     QSignalSpy published(&manager, &ProjectManaging::projectsChanged);
 
+    EXPECT_FALSE(manager.isScanning());
     QCoro::Task<> older = manager.scanFolder(QUrl::fromLocalFile(slowFolder));
+    EXPECT_TRUE(manager.isScanning());
     TestSupport::awaitTask(manager.scanFolder(QUrl::fromLocalFile(fastFolder)));
     ASSERT_EQ(names(manager.projects()), QStringList{QStringLiteral("fresh")});
     ASSERT_EQ(published.count(), 1);
+    // The older one still walks.
+    EXPECT_TRUE(manager.isScanning());
 
     releaseOnExit.cancel();
     state->slowWalk.release();
     TestSupport::awaitTask(std::move(older));
+    EXPECT_FALSE(manager.isScanning());
 
     {
         QMutexLocker locker(&state->mutex);
