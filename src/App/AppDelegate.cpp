@@ -15,6 +15,7 @@
 #include "Protocols/BrowserManaging.h"
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
+#include "Utilities/Cancellation.h"
 #include "Utilities/Log.h"
 #include "Views/SettingsPopover.h"
 
@@ -38,6 +39,29 @@ QCoro::Task<> openBrowserWindowOf(QPointer<AppDelegate> delegate, QString url)
     if (delegate) {
         co_await delegate->openBrowserWindow(std::move(url));
     }
+}
+
+// Resumes once the project manager publishes a list or goes away, or after `limit`.
+QCoro::Task<> nextProjectList(QPointer<ProjectManaging> manager, std::chrono::milliseconds limit)
+{
+    if (!manager) {
+        co_return;
+    }
+    const CancellationToken published;
+    const auto wake = [published] {
+        published.cancel();
+    };
+    const QMetaObject::Connection onList =
+        QObject::connect(manager, &ProjectManaging::projectsChanged, published.state(), wake);
+    const QMetaObject::Connection onGone =
+        QObject::connect(manager, &QObject::destroyed, published.state(), wake);
+    try {
+        co_await sleepFor(limit, published);
+    } catch (const CancellationError&) {
+        // Woken by the list (or the manager's end).
+    }
+    QObject::disconnect(onList);
+    QObject::disconnect(onGone);
 }
 
 AppDelegateFactories withDefaults(AppDelegateFactories factories)
@@ -232,6 +256,15 @@ QCoro::Task<> AppDelegate::scanAndStartPolling(QUrl folder)
     }
     if (!self) {
         co_return;
+    }
+    // A newer scan (the folder changed in the settings while this one walked) overtakes this
+    // one, which then publishes nothing: the stored selection is restored on the newest list,
+    // never on the empty one from before any scan.
+    while (projectManager->isScanning()) {
+        co_await nextProjectList(projectManager, std::chrono::seconds(1));
+        if (!self) {
+            co_return;
+        }
     }
     restoreSelectedProject();
     const std::optional<Project> selected = projectManager->selectedProject();

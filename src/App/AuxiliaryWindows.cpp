@@ -14,6 +14,33 @@
 #include <QScreen>
 #include <QVBoxLayout>
 
+namespace {
+
+// Tells when a window is closed (its close button, or close()); the close goes ahead.
+class CloseWatcher : public QObject
+{
+public:
+    CloseWatcher(QWidget* window, std::function<void()> onClose)
+        : QObject(window), onClose(std::move(onClose))
+    {
+        window->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Close && onClose) {
+            onClose();
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    std::function<void()> onClose;
+};
+
+} // namespace
+
 AuxiliaryWindows::AuxiliaryWindows(SettingsManager* settingsManager,
                                    ProjectManaging* projectManager, ServerManaging* serverManager,
                                    PermissionsManager* permissionsManager,
@@ -68,6 +95,13 @@ void AuxiliaryWindows::showOnboarding()
             }
         },
         folderChooser, window);
+    // Closed with its close button instead of "Finish": wisp runs on as after finishing, and
+    // onboarding comes again at the next start.
+    new CloseWatcher(window, [self, window] {
+        if (self && self->onboardingWindow == window) {
+            self->onboardingClosed();
+        }
+    });
     auto* layout = new QVBoxLayout(window);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view);
@@ -87,18 +121,41 @@ void AuxiliaryWindows::showOnboarding()
 
 void AuxiliaryWindows::onboardingCompleted()
 {
-    if (onboardingWindow) {
-        onboardingWindow->close();
-        // Deleted later: the finishing click is still being delivered inside it.
-        onboardingWindow->deleteLater();
-        onboardingWindow = nullptr;
-    }
-    const std::optional<Project> selected =
-        projectManager ? projectManager->selectedProject() : std::nullopt;
-    const int port = selected ? selected->port : 3000;
+    dropOnboardingWindow();
+    const int port = selectedPort();
     Log::line(QStringLiteral("🚀 [AppDelegate] Onboarding complete - starting polling on port %1")
                   .arg(port));
     if (serverManager) {
         serverManager->startPolling(port);
     }
+}
+
+void AuxiliaryWindows::onboardingClosed()
+{
+    dropOnboardingWindow();
+    const int port = selectedPort();
+    Log::line(QStringLiteral("🚀 [AppDelegate] Onboarding closed - starting polling on port %1")
+                  .arg(port));
+    if (serverManager) {
+        serverManager->startPolling(port);
+    }
+}
+
+void AuxiliaryWindows::dropOnboardingWindow()
+{
+    // Forgotten before it closes, so that its close is not taken for the close button.
+    QWidget* window = onboardingWindow;
+    onboardingWindow = nullptr;
+    if (window) {
+        window->close();
+        // Deleted later: the finishing click or the close event is still being delivered.
+        window->deleteLater();
+    }
+}
+
+int AuxiliaryWindows::selectedPort() const
+{
+    const std::optional<Project> selected =
+        projectManager ? projectManager->selectedProject() : std::nullopt;
+    return selected ? selected->port : 3000;
 }

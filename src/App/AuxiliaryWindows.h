@@ -34,7 +34,8 @@ public:
     // Builds a fresh settings view into the popover (made on first use, then reused) and shows
     // it under the status item.
     void showSettings();
-    // Opens the onboarding window; finishing it closes the window and starts polling.
+    // Opens the onboarding window; finishing it, or closing it with its close button, closes
+    // the window and starts polling.
     void showOnboarding();
 
     // Geometry of the status item's icon; an empty rectangle when the tray cannot say.
@@ -49,6 +50,11 @@ public:
 
 private:
     void onboardingCompleted();
+    void onboardingClosed();
+    // Closes the onboarding window, if any, and lets go of it.
+    void dropOnboardingWindow();
+    // The selected project's port, 3000 when none is selected.
+    int selectedPort() const;
 
     QPointer<SettingsManager> settingsManager;
     QPointer<ProjectManaging> projectManager;

@@ -80,6 +80,12 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
         Log::line(QStringLiteral("🔄 [StatusBarController] Switching to project: %1 (port %2)")
                       .arg(project.name, QString::number(project.port)));
 
+        // One start or kill at a time: the cancelled switch before this one ends its server
+        // operation first (a start stops what it launched), and none overlaps this one's.
+        TurnQueue::Turn turn = co_await serverOperations.take();
+        if (!self) {
+            co_return;
+        }
         const std::optional<Project> previous = projectManager->selectedProject();
         if (previous) {
             if (cancelled(QStringLiteral(
@@ -113,13 +119,19 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
         // Where the server is to be found: the project's port, or the one learned from it.
         int port = project.port;
         try {
-            port = co_await serverManager->startServer(project, project.effectiveCommand());
+            port = co_await serverManager->startServer(project, project.effectiveCommand(), token);
         } catch (const CancellationError&) {
-            throw;
+            // Reported at the check below.
         } catch (const std::exception& error) {
             startFailure = errorDescription(error);
         }
         if (!self) {
+            co_return;
+        }
+        turn = TurnQueue::Turn();
+        // A switch given up during its start reports no failure of a start it abandoned.
+        if (cancelled(QStringLiteral(
+                "⏹️ [StatusBarController] Switch cancelled before waiting for server"))) {
             co_return;
         }
         if (startFailure) {
@@ -149,6 +161,11 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
             }
             const bool listening = co_await serverManager->checkPort(port);
             if (!self) {
+                co_return;
+            }
+            // The newer switch watches its own port.
+            if (cancelled(QStringLiteral(
+                    "⏹️ [StatusBarController] Switch cancelled during server wait"))) {
                 co_return;
             }
             if (listening) {
@@ -196,5 +213,24 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
         }
     } catch (const CancellationError&) {
         Log::line(QStringLiteral("🔄 [StatusBarController] Project switch cancelled"));
+    }
+}
+
+QCoro::Task<> ProjectSwitcher::startSelectedServer()
+{
+    const QPointer<ProjectSwitcher> self(this);
+    const TurnQueue::Turn turn = co_await serverOperations.take();
+    if (!self || !projectManager || !serverManager) {
+        co_return;
+    }
+    // The project selected when the turn comes: a switch before it may have changed it.
+    const std::optional<Project> project = projectManager->selectedProject();
+    if (!project) {
+        co_return;
+    }
+    try {
+        co_await serverManager->startServer(*project, project->effectiveCommand());
+    } catch (const std::exception&) {
+        // The server state, and with it the icon and the server item, shows the outcome.
     }
 }

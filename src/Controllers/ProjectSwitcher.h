@@ -2,6 +2,7 @@
 
 #include "Models/Project.h"
 #include "Utilities/Cancellation.h"
+#include "Utilities/TurnQueue.h"
 
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -20,7 +21,9 @@ class SettingsManager;
 // Switches the selected project: stops whatever listens on the old project's port, selects the
 // new project, starts its server, waits for its port and opens it in the browser. One
 // cancellable task per switch; a newer choice cancels the older switch, which stops at its next
-// check point.
+// check point. The kills and starts of switches (and of the menu's start item) take turns, so
+// that at most one runs against the server manager at a time: a newer switch waits until the
+// cancelled one's server operation has ended (a cancelled start stops what it launched).
 class ProjectSwitcher : public QObject
 {
     Q_OBJECT
@@ -51,6 +54,10 @@ public:
     // `token` cancelled.
     QCoro::Task<> switchProject(Project project, CancellationToken token);
 
+    // Starts (or restarts) the selected project's server when no switch's kill or start is under
+    // way; the project is the one selected by then. Failures show in the server status only.
+    QCoro::Task<> startSelectedServer();
+
     // The latest switch; a finished one stays until the next switch replaces it.
     std::optional<SwitchTask> currentSwitchTask;
 
@@ -72,4 +79,5 @@ private:
     QPointer<ServerManaging> serverManager;
     QPointer<ProjectManaging> projectManager;
     QPointer<BrowserManaging> browserManager;
+    TurnQueue serverOperations;
 };

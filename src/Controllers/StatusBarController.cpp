@@ -41,7 +41,8 @@ QCoro::Task<> openCustomURL(QPointer<BrowserManaging> browserManager, QString ur
     }
 }
 
-QCoro::Task<> scanProjects(QPointer<ProjectManaging> projectManager, QUrl folder)
+QCoro::Task<> scanProjects(QPointer<ProjectManaging> projectManager,
+                           QPointer<SettingsManager> settingsManager, QUrl folder)
 {
     try {
         if (projectManager) {
@@ -50,16 +51,12 @@ QCoro::Task<> scanProjects(QPointer<ProjectManaging> projectManager, QUrl folder
     } catch (const std::exception&) {
         // Scanning reports its own problems; the menu follows the published list.
     }
-}
-
-QCoro::Task<> startServer(QPointer<ServerManaging> serverManager, Project project)
-{
-    try {
-        if (serverManager) {
-            co_await serverManager->startServer(project, project.effectiveCommand());
-        }
-    } catch (const std::exception&) {
-        // The server state, and with it the icon and the server item, shows the outcome.
+    // The scan keeps the selection by its folder; when that folder is gone the selection fell
+    // back to another project, which the next start of wisp restores too.
+    const std::optional<Project> selected =
+        projectManager ? projectManager->selectedProject() : std::nullopt;
+    if (selected && settingsManager) {
+        settingsManager->setSelectedProjectPath(selected->folderPath());
     }
 }
 
@@ -402,18 +399,17 @@ void StatusBarController::rescanProjects()
     if (!folder) {
         return;
     }
-    scanProjects(projectManager, *folder);
+    scanProjects(projectManager, settingsManager, *folder);
 }
 
 void StatusBarController::startServerClicked()
 {
-    const std::optional<Project> project = projectManager->selectedProject();
-    if (!project) {
+    if (!projectManager->selectedProject()) {
         return;
     }
     // Start and restart alike; what a restart does to a running server is the server
-    // manager's business.
-    startServer(serverManager, *project);
+    // manager's business. It waits for a project switch's kill or start under way.
+    projectSwitcher->startSelectedServer();
 }
 
 void StatusBarController::quitClicked()

@@ -50,6 +50,22 @@ const Project* findById(const QList<Project>& projects, const QUuid& id)
     return nullptr;
 }
 
+// The project (or sub-project) in `folderPath`, top-level projects first.
+const Project* findByFolder(const QList<Project>& projects, const QString& folderPath)
+{
+    for (const Project& project : projects) {
+        if (project.folderPath() == folderPath) {
+            return &project;
+        }
+    }
+    for (const Project& project : projects) {
+        if (const Project* found = findByFolder(project.subprojects, folderPath)) {
+            return found;
+        }
+    }
+    return nullptr;
+}
+
 // Stable, so names that compare equal keep their discovery order.
 void sortByName(QList<Project>& projects)
 {
@@ -86,10 +102,14 @@ QCoro::Task<> ProjectManager::scanFolder(QUrl folder)
     const bool granted = access->startAccessing(folder);
     const QPointer<ProjectManager> self(this);
     const std::uint64_t generation = ++scanGeneration;
+    ++walkingScans;
 
     // The future is a named local: gcc 12 destroys temporaries of a co_await expression twice.
     QFuture<QList<Project>> walking = QtConcurrent::run(walk, folder.toLocalFile());
     const QList<Project> found = co_await walking;
+    if (self) {
+        --self->walkingScans;
+    }
 
     // Scans can overlap (a rescan while the start-up scan still walks a large folder); only
     // the newest may publish, whatever order they finish in.
@@ -144,15 +164,24 @@ void ProjectManager::publishScanResult(const QList<Project>& scanned)
     projectList = withOverrides(scanned);
     Q_EMIT projectsChanged(projectList);
 
-    // The selection stays only while a project with its identity is still listed.
+    // The selection stays while a project with its identity is still listed. Every scan gives
+    // new identities, so a rescan keeps it by its folder: the project found there now becomes
+    // the selection.
     const bool selectionSurvives =
         selection &&
         std::any_of(projectList.cbegin(), projectList.cend(),
                     [&](const Project& project) { return project.id == selection->id; });
-    if (!selectionSurvives) {
-        setSelectedProject(projectList.isEmpty() ? std::nullopt
-                                                 : std::optional<Project>(projectList.first()));
+    if (selectionSurvives) {
+        return;
     }
+    if (selection) {
+        if (const Project* same = findByFolder(projectList, selection->folderPath())) {
+            setSelectedProject(*same);
+            return;
+        }
+    }
+    setSelectedProject(projectList.isEmpty() ? std::nullopt
+                                             : std::optional<Project>(projectList.first()));
 }
 
 QList<Project> ProjectManager::scan(const QString& folderPath)

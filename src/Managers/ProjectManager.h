@@ -37,13 +37,15 @@ public:
     // list first, then the repaired selection. The newest call wins: a scan that finishes after
     // a later one was started publishes nothing.
     QCoro::Task<> scanFolder(QUrl folder) override;
+    bool isScanning() const override { return walkingScans > 0; }
 
     // Replaces the walk that scanFolder runs (by default `scan`).
     void setWalk(Walk walk);
 
     // Replaces the list (published first, with the overrides in force), then repairs the
-    // selection: none or a vanished selection becomes the first project (or none); a selection
-    // still listed by id stays.
+    // selection: a selection still listed by id stays; one whose folder still holds a project
+    // (or sub-project) becomes that project; none or a vanished selection becomes the first
+    // project (or none).
     void publishScanResult(const QList<Project>& found);
 
     // The walk itself; blocking, safe on any thread. `folderPath`, `basePath` are local paths.
@@ -84,6 +86,8 @@ private:
     Walk walk;
     // Counts scanFolder calls; a scan publishes only while it is still the latest.
     std::uint64_t scanGeneration = 0;
+    // Scans whose walk has not ended yet.
+    int walkingScans = 0;
     QList<Project> projectList;
     // The last scan result as found on disk: a removed override falls back to it.
     QList<Project> scannedList;

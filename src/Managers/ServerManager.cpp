@@ -7,6 +7,7 @@
 #include "Platform/FolderAccess.h"
 #include "Platform/ListeningPorts.h"
 #include "Platform/SystemTools.h"
+#include "Utilities/Cancellation.h"
 #include "Utilities/ChildProcess.h"
 #include "Utilities/Log.h"
 
@@ -74,20 +75,38 @@ QString inSeconds(std::chrono::milliseconds deadline)
     return QString::number(static_cast<double>(deadline.count()) / 1000.0);
 }
 
-// Asks a child that is let go of to end, and makes sure it does: SIGKILL follows a second later
-// if it ignored SIGTERM, so that it is reaped and its QProcess, output files and watcher go away.
+// A server leads a process group of its own (its session), whose id is its pid: signalled as
+// the group, a wrapper (npm) and the server it started go together.
+void signalGroup(qint64 group, int signal)
+{
+    if (group > 1) {
+        ::kill(static_cast<pid_t>(-group), signal);
+    }
+}
+
+// Whether any process of the group is still there.
+bool groupExists(qint64 group)
+{
+    return group > 1 && ::kill(static_cast<pid_t>(-group), 0) == 0;
+}
+
+// Asks a child that is let go of to end, with its process group, and makes sure they do:
+// SIGKILL follows a second later if any of them ignored SIGTERM, so that the child is reaped
+// and its QProcess, output files and watcher go away, and nothing it started is left behind
+// (also when the child itself has already ended).
 void terminateThenKill(QProcess* process, qint64 pid)
 {
-    process->terminate();
-    QTimer::singleShot(std::chrono::milliseconds(ServerManager::terminateGraceMs), process,
-                       [process, pid] {
-                           if (process->state() != QProcess::NotRunning) {
-                               Log::line(QStringLiteral("⚠️ [ServerManager] Process %1 ignored "
-                                                        "SIGTERM, sending SIGKILL")
-                                             .arg(pid));
-                               process->kill();
-                           }
-                       });
+    signalGroup(pid, SIGTERM);
+    const QPointer<QProcess> child(process);
+    // No context object: the QProcess goes away as soon as the child has ended.
+    QTimer::singleShot(std::chrono::milliseconds(ServerManager::terminateGraceMs), [child, pid] {
+        if (isRunning(child) || groupExists(pid)) {
+            Log::line(
+                QStringLiteral("⚠️ [ServerManager] Process %1 ignored SIGTERM, sending SIGKILL")
+                    .arg(pid));
+            signalGroup(pid, SIGKILL);
+        }
+    });
 }
 
 // Runs a port-kill script through the shell and waits for it, at most `deadline`. The polite
@@ -126,6 +145,21 @@ QCoro::Task<bool> runKillScript(int port, QString script, bool logOutput,
         }
     }
     co_return true;
+}
+
+// Ends a child and its process group: SIGTERM, up to a second for them to end, then SIGKILL
+// to whatever of the group is left.
+QCoro::Task<> stopChild(QPointer<QProcess> child, qint64 pid)
+{
+    signalGroup(pid, SIGTERM);
+    for (int wait = 0;
+         wait < ServerManager::terminateWaits && (isRunning(child) || groupExists(pid)); ++wait) {
+        co_await QCoro::sleepFor(std::chrono::milliseconds(ServerManager::terminateWaitMs));
+    }
+    if (isRunning(child) || groupExists(pid)) {
+        Log::line(QStringLiteral("⚠️ [ServerManager] Process still running, sending SIGKILL"));
+        signalGroup(pid, SIGKILL);
+    }
 }
 
 QString killScriptHead(int port, const QString& lsofPath)
@@ -182,7 +216,8 @@ void ServerManager::setCurrentPort(int port)
 
 // --- Launch -------------------------------------------------------------------------------------
 
-QCoro::Task<int> ServerManager::startServer(Project project, QString command)
+QCoro::Task<int> ServerManager::startServer(Project project, QString command,
+                                            CancellationToken cancel)
 {
     const QPointer<ServerManager> self(this);
     const std::chrono::milliseconds toolDeadline = deadline;
@@ -192,6 +227,11 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     co_await killProcessesOnPort(port, toolDeadline);
     if (!self) {
         co_return port;
+    }
+    // Given up before anything was launched: nothing of this start is left to stop.
+    if (cancel.isCancelled()) {
+        Log::line(QStringLiteral("⏹️ [ServerManager] Start cancelled before launch"));
+        throw CancellationError();
     }
 
     if (runningProcess) {
@@ -286,28 +326,43 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     Log::line(QStringLiteral("✅ [ServerManager] Server process started (PID: %1)").arg(pid));
 
     std::optional<int> learned;
-    bool confirmed = false;
     QSet<int> groupPorts;
     for (int attempt = 1; attempt <= startupAttempts; ++attempt) {
-        co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
-        const bool listening = co_await lsofReportsListener(port, toolDeadline);
+        bool interrupted = false;
+        try {
+            co_await sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs), cancel);
+        } catch (const CancellationError&) {
+            interrupted = true;
+        }
         if (!self) {
             co_return port;
         }
+        bool listening = false;
+        if (!interrupted) {
+            listening = co_await lsofReportsListener(port, toolDeadline);
+            if (!self) {
+                co_return port;
+            }
+        }
         groupPorts.clear();
-        if (!listening) {
+        if (!listening && !cancel.isCancelled()) {
             // The child leads its own session, so its process group is its pid.
             groupPorts = co_await ListeningPorts::ofProcessGroup(pid, toolDeadline);
             if (!self) {
                 co_return port;
             }
         }
+        // Given up by its caller: whatever became of the child, this start leaves nothing of
+        // its own running, and has nothing to report.
+        if (cancel.isCancelled()) {
+            co_await abandonStart(child, pid);
+            throw CancellationError();
+        }
         if (listening) {
             Log::line(
                 QStringLiteral("✅ [ServerManager] Server confirmed running on port %1 (attempt %2)")
                     .arg(port)
                     .arg(attempt));
-            confirmed = true;
             break;
         }
         if (!isRunning(child)) {
@@ -336,19 +391,6 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
             learned = learner->learnedPort(groupPorts);
         }
     }
-    for (int extra = 0; !confirmed && !learned && groupPorts.isEmpty() &&
-                        extra < learningAttempts && isRunning(child);
-         ++extra) {
-        co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
-        if (!self) {
-            co_return port;
-        }
-        groupPorts = co_await ListeningPorts::ofProcessGroup(pid, toolDeadline);
-        if (!self) {
-            co_return port;
-        }
-        learned = learner->learnedPort(groupPorts);
-    }
 
     int serverPort = port;
     if (learned) {
@@ -365,6 +407,18 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     }
     co_await updateStatus();
     co_return serverPort;
+}
+
+QCoro::Task<> ServerManager::abandonStart(QPointer<QProcess> child, qint64 pid)
+{
+    Log::line(QStringLiteral("⏹️ [ServerManager] Start cancelled, stopping process (PID: %1)")
+                  .arg(pid));
+    // Forgotten first, so that its end changes neither the tracked child nor the status.
+    if (runningProcess == child) {
+        runningProcess = nullptr;
+        runningPid = 0;
+    }
+    co_await stopChild(child, pid);
 }
 
 void ServerManager::childEnded(QProcess* process, qint64 pid)
@@ -496,15 +550,7 @@ QCoro::Task<> ServerManager::killServer(int port)
         const qint64 pid = runningPid;
         Log::line(
             QStringLiteral("🛑 [ServerManager] Terminating tracked process (PID: %1)").arg(pid));
-        child->terminate();
-        for (int wait = 0; wait < terminateWaits && isRunning(child); ++wait) {
-            co_await QCoro::sleepFor(std::chrono::milliseconds(terminateWaitMs));
-        }
-        if (isRunning(child)) {
-            Log::line(
-                QStringLiteral("⚠️ [ServerManager] Process still running, sending SIGKILL"));
-            ::kill(static_cast<pid_t>(pid), SIGKILL);
-        }
+        co_await stopChild(child, pid);
         if (!self) {
             co_return;
         }

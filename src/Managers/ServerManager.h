@@ -22,10 +22,6 @@ public:
     static constexpr int pollingIntervalMs = 2000;
     static constexpr int startupAttempts = 10;
     static constexpr int startupAttemptIntervalMs = 500;
-    // A server whose processes listen nowhere yet when the start-up checks run out (a bundler
-    // warming up on a busy machine) is looked at this many more times, 500 ms apart and without
-    // log lines, for the port it opens of its own accord.
-    static constexpr int learningAttempts = 20;
     static constexpr int terminateWaits = 10;
     static constexpr int terminateWaitMs = 100;
     static constexpr int politeKillWaitMs = 500;
@@ -45,7 +41,8 @@ public:
     ServerStatus status() const override { return currentStatus; }
     int currentPort() const override { return watchedPort; }
 
-    QCoro::Task<int> startServer(Project project, QString command) override;
+    QCoro::Task<int> startServer(Project project, QString command,
+                                 CancellationToken cancel = {}) override;
     QCoro::Task<> killServer(int port) override;
     void startPolling(int port) override;
     void updatePollingPort(int port) override;
@@ -85,6 +82,8 @@ private:
     void setStatus(ServerStatus status);
     void setCurrentPort(int port);
     void childEnded(QProcess* process, qint64 pid);
+    // A start given up by its caller: forgets its child and stops it with its process group.
+    QCoro::Task<> abandonStart(QPointer<QProcess> child, qint64 pid);
     void pollingTick();
 
     // Kills whatever listens on `port`: the polite script, then the forceful one if the port is

@@ -26,6 +26,8 @@ public:
 
     // Rebuilds `projects` from the folder, then repairs the selection.
     virtual QCoro::Task<> scanFolder(QUrl folder) = 0;
+    // Whether a scan is still walking its folder; it publishes when it is the newest one.
+    virtual bool isScanning() const { return false; }
 
     // The user's per-project command and port overrides, applied to every list published from
     // now on and, when one changes, to the last list again without reading the disk. A list

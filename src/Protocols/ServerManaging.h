@@ -2,6 +2,7 @@
 
 #include "Models/Project.h"
 #include "Models/ServerStatus.h"
+#include "Utilities/Cancellation.h"
 
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -19,8 +20,11 @@ public:
     virtual int currentPort() const = 0;
 
     // The port the started server is to be found on: the project's, or the one learned from the
-    // server itself when the project's stayed silent. Throws ServerError.
-    virtual QCoro::Task<int> startServer(Project project, QString command) = 0;
+    // server itself when the project's stayed silent. Throws ServerError. A start whose `cancel`
+    // is cancelled ends at its next check, stops what it launched, leaves `status` as it is and
+    // throws CancellationError.
+    virtual QCoro::Task<int> startServer(Project project, QString command,
+                                         CancellationToken cancel = {}) = 0;
     // Never throws.
     virtual QCoro::Task<> killServer(int port) = 0;
     virtual void startPolling(int port) = 0;

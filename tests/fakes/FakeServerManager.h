@@ -9,6 +9,7 @@
 #include <QSet>
 #include <QStringList>
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 
@@ -36,8 +37,15 @@ public:
     // of the project's.
     std::optional<int> learnedPort;
 
+    // Whether a start whose token is cancelled ends at once (as a real one does at its next
+    // check), or runs to its end as if it had not noticed.
+    bool startsHonourCancellation = true;
+
     // Observations.
     QStringList calls;
+    // Starts and kills under way now, and the most that ever were at once.
+    int operationsInFlight = 0;
+    int mostOperationsInFlight = 0;
     QElapsedTimer clock;
     qint64 startReturnedAt = -1;
     QMap<int, int> checks;
@@ -62,10 +70,21 @@ public:
     ServerStatus status() const override { return currentStatus; }
     int currentPort() const override { return port; }
 
-    QCoro::Task<int> startServer(Project project, QString command) override
+    QCoro::Task<int> startServer(Project project, QString command,
+                                 CancellationToken cancel = {}) override
     {
         calls.append(QStringLiteral("startServer(%1, %2)").arg(project.name, command));
-        co_await passGate(startGate);
+        const Operation operation(*this);
+        if (startGate && startsHonourCancellation) {
+            co_await passGateUnlessCancelled(startGate, cancel);
+        } else {
+            co_await passGate(startGate);
+        }
+        // As a real start does at its next check: stops what it launched and reports nothing.
+        if (startsHonourCancellation && cancel.isCancelled()) {
+            calls.append(QStringLiteral("startServer(%1) cancelled").arg(project.name));
+            throw CancellationError();
+        }
         startReturnedAt = clock.elapsed();
         if (startFailure) {
             throw ServerError::failedToStart(*startFailure);
@@ -83,6 +102,7 @@ public:
     QCoro::Task<> killServer(int port) override
     {
         calls.append(QStringLiteral("killServer(%1)").arg(port));
+        const Operation operation(*this);
         co_await passGate(killGate);
         calls.append(QStringLiteral("killServer(%1) done").arg(port));
     }
@@ -112,4 +132,23 @@ public:
     {
         calls.append(QStringLiteral("invalidatePollingTimer"));
     }
+
+private:
+    // Counts a start or kill for as long as it runs.
+    class Operation
+    {
+    public:
+        explicit Operation(FakeServerManager& manager) : manager(manager)
+        {
+            ++manager.operationsInFlight;
+            manager.mostOperationsInFlight =
+                std::max(manager.mostOperationsInFlight, manager.operationsInFlight);
+        }
+        ~Operation() { --manager.operationsInFlight; }
+        Operation(const Operation&) = delete;
+        Operation& operator=(const Operation&) = delete;
+
+    private:
+        FakeServerManager& manager;
+    };
 };

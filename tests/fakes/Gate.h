@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Utilities/Cancellation.h"
+
 #include <QCoro/QCoroSignal>
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -40,4 +42,18 @@ inline QCoro::Task<> passGate(Gate* gate)
     if (gate) {
         co_await gate->pass();
     }
+}
+
+// Waits at `gate` until it opens or `cancel` is cancelled, whichever comes first.
+inline QCoro::Task<> passGateUnlessCancelled(Gate* gate, CancellationToken cancel)
+{
+    if (gate->isOpen || cancel.isCancelled()) {
+        co_return;
+    }
+    Gate either;
+    QObject::connect(gate, &Gate::opened, &either, &Gate::open);
+    QObject::connect(cancel.state(), &CancellationState::cancelled, &either, &Gate::open);
+    ++gate->waiting;
+    co_await either.pass();
+    --gate->waiting;
 }

@@ -2,11 +2,13 @@
 
 #include "App/AlertCoordinator.h"
 #include "App/AuxiliaryWindows.h"
+#include "Controllers/StatusIconRenderer.h"
 #include "HotKey/HotKey.h"
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
 #include "Managers/ProjectManager.h"
 #include "Managers/ProjectOverrides.h"
+#include "Managers/ServerManager.h"
 #include "Managers/SettingsManager.h"
 #include "Views/OnboardingView.h"
 #include "Views/ProjectOverridesEditor.h"
@@ -28,17 +30,21 @@
 #include "support/TestSupport.h"
 #include "unit/ServerTestSupport.h"
 
+#include <QCloseEvent>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QSemaphore>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QSpinBox>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWindow>
 
 #include <gtest/gtest.h>
 
@@ -139,7 +145,11 @@ protected:
         made.makeProjectManager = [this]() -> std::unique_ptr<ProjectManaging> {
             created.append(QStringLiteral("ProjectManager"));
             if (realProjectManager) {
-                return std::make_unique<ProjectManager>();
+                auto manager = std::make_unique<ProjectManager>();
+                if (walk) {
+                    manager->setWalk(walk);
+                }
+                return manager;
             }
             auto manager = std::make_unique<FakeProjectManager>();
             manager->scanResult = scanResult;
@@ -218,6 +228,8 @@ protected:
     std::shared_ptr<FakeFolderChooser> chooser = std::make_shared<FakeFolderChooser>();
 
     bool realProjectManager = false;
+    // The real project manager's walk, when not the real one.
+    ProjectManager::Walk walk;
     bool realServerManager = false;
     ServerManager* realServer = nullptr;
     std::optional<QList<Project>> scanResult;
@@ -859,4 +871,190 @@ TEST_F(AppDelegateTest, EditingThePortAndCommandInTheSettingsReachesMenuPollingA
         menuTexts(delegate->statusBarController->menu).contains(QStringLiteral("site :3000")));
     EXPECT_FALSE(QSettings(settingsPath(), QSettings::IniFormat).contains("projectPorts"));
     delegate->settingsPopover()->hide();
+}
+
+// --- rescans, an overtaken start-up scan, onboarding closed early ---
+
+namespace {
+
+QAction* menuAction(const QMenu* menu, const QString& text)
+{
+    for (QAction* action : menu->actions()) {
+        if (action->text() == text) {
+            return action;
+        }
+        if (action->menu()) {
+            if (QAction* found = menuAction(action->menu(), text)) {
+                return found;
+            }
+        }
+    }
+    return nullptr;
+}
+
+// A Node project whose port comes from its dev script.
+void writeNodeProject(const QString& root, const QString& name, int port)
+{
+    TestSupport::writeFile(
+        root, name + QStringLiteral("/package.json"),
+        QStringLiteral(R"({"scripts": {"dev": "node server.js --port %1"}})").arg(port).toUtf8());
+}
+
+} // namespace
+
+TEST_F(AppDelegateTest, RescanFromTheMenuKeepsTheSelectedProjectAndItsPolledPort)
+{
+    realProjectManager = true;
+    writeNodeProject(projectsDir.path(), QStringLiteral("alpha"), 4101);
+    writeNodeProject(projectsDir.path(), QStringLiteral("beta"), 4102);
+    const QString beta = QDir(projectsDir.path()).filePath(QStringLiteral("beta"));
+    completeOnboarding(projectsDir.path(), beta);
+    launchAndScan();
+    ASSERT_TRUE(waitUntil([&] { return log.contains(selectedChanged + "beta (port 4102)"); }));
+    ASSERT_EQ(server->port, 4102);
+    const Project before = *delegate->projectManager->selectedProject();
+    log.clear();
+    server->calls.clear();
+    QSignalSpy published(delegate->projectManager, &ProjectManaging::projectsChanged);
+
+    QAction* rescan =
+        menuAction(delegate->statusBarController->menu, QStringLiteral("↻  Rescan Folder"));
+    ASSERT_NE(rescan, nullptr);
+    rescan->trigger();
+    ASSERT_TRUE(waitUntil([&] { return published.count() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return log.contains(selectedChanged + "beta (port 4102)"); }));
+
+    // Still beta, as the new list holds it, and still polled.
+    const std::optional<Project> after = delegate->projectManager->selectedProject();
+    ASSERT_TRUE(after.has_value());
+    EXPECT_EQ(after->folderPath(), before.folderPath());
+    EXPECT_NE(after->id, before.id);
+    EXPECT_EQ(server->port, 4102);
+    EXPECT_FALSE(server->calls.contains(QStringLiteral("updatePollingPort(4101)")));
+    EXPECT_EQ(delegate->settingsManager->selectedProjectPath(), std::optional<QString>(beta));
+    // Choosing it in the menu now is no switch.
+    QAction* item = menuAction(delegate->statusBarController->menu, QStringLiteral("beta :4102"));
+    ASSERT_NE(item, nullptr);
+    EXPECT_TRUE(item->isChecked());
+}
+
+TEST_F(AppDelegateTest, RescanAfterTheSelectedProjectWentAwayFallsBackAndTheStoredPathFollows)
+{
+    realProjectManager = true;
+    writeNodeProject(projectsDir.path(), QStringLiteral("alpha"), 4101);
+    writeNodeProject(projectsDir.path(), QStringLiteral("beta"), 4102);
+    const QString alpha = QDir(projectsDir.path()).filePath(QStringLiteral("alpha"));
+    const QString beta = QDir(projectsDir.path()).filePath(QStringLiteral("beta"));
+    completeOnboarding(projectsDir.path(), beta);
+    launchAndScan();
+    ASSERT_TRUE(waitUntil([&] { return server->port == 4102; }));
+    ASSERT_TRUE(QDir(beta).removeRecursively());
+
+    menuAction(delegate->statusBarController->menu, QStringLiteral("↻  Rescan Folder"))->trigger();
+
+    ASSERT_TRUE(waitUntil([&] { return server->port == 4101; }));
+    ASSERT_TRUE(delegate->projectManager->selectedProject().has_value());
+    EXPECT_EQ(delegate->projectManager->selectedProject()->folderPath(), alpha);
+    EXPECT_TRUE(waitUntil([&] {
+        return delegate->settingsManager->selectedProjectPath() == std::optional<QString>(alpha);
+    }));
+}
+
+TEST_F(AppDelegateTest, AStartUpScanOvertakenByANewerScanKeepsTheStoredSelection)
+{
+    realProjectManager = true;
+    writeNodeProject(projectsDir.path(), QStringLiteral("alpha"), 4101);
+    writeNodeProject(projectsDir.path(), QStringLiteral("beta"), 4102);
+    const QString beta = QDir(projectsDir.path()).filePath(QStringLiteral("beta"));
+    completeOnboarding(projectsDir.path(), beta);
+    // Each walk waits on the worker thread until the test lets it go: the first one (the
+    // start-up scan's) with the first permit, the next one with the second. Shared, so that it
+    // outlives the test should the test end early.
+    struct Walks
+    {
+        QSemaphore first;
+        QSemaphore second;
+        QAtomicInt started;
+    };
+    const auto walks = std::make_shared<Walks>();
+    QSemaphoreReleaser releaseFirst(walks->first, 1);
+    QSemaphoreReleaser releaseSecond(walks->second, 1);
+    walk = [walks](const QString& folder) {
+        (walks->started.fetchAndAddOrdered(1) == 0 ? walks->first : walks->second).acquire();
+        return ProjectManager::scan(folder);
+    };
+    launch();
+    ASSERT_TRUE(waitUntil([&] { return walks->started.loadAcquire() == 1; }));
+
+    // The folder is scanned again (as when it changes in the settings) while the first scan
+    // still walks; the first then finishes first and publishes nothing.
+    QCoro::Task<> newer =
+        delegate->projectManager->scanFolder(QUrl::fromLocalFile(projectsDir.path()));
+    ASSERT_TRUE(waitUntil([&] { return walks->started.loadAcquire() == 2; }));
+    releaseFirst.cancel();
+    walks->first.release();
+    EXPECT_FALSE(waitUntil(
+        [&] {
+            return !log.linesStartingWith(QStringLiteral("🚀 [AppDelegate] Starting polling"))
+                        .isEmpty();
+        },
+        300ms))
+        << "restored before any list was published";
+
+    releaseSecond.cancel();
+    walks->second.release();
+    awaitTask(std::move(newer));
+    ASSERT_TRUE(waitUntil([&] {
+        return log.contains(QStringLiteral("🚀 [AppDelegate] Starting polling on port 4102"));
+    }));
+    ASSERT_TRUE(delegate->projectManager->selectedProject().has_value());
+    EXPECT_EQ(delegate->projectManager->selectedProject()->folderPath(), beta);
+    EXPECT_TRUE(log.contains(QStringLiteral("📦 [AppDelegate] Selected: beta (port 4102)")));
+    EXPECT_EQ(delegate->settingsManager->selectedProjectPath(), std::optional<QString>(beta));
+    EXPECT_EQ(server->callsStartingWith(QStringLiteral("startPolling")),
+              QStringList{QStringLiteral("startPolling(4102)")});
+    ASSERT_TRUE(waitUntil([&] { return server->port == 4102; }));
+}
+
+TEST_F(AppDelegateTest, ClosingOnboardingWithItsCloseButtonStartsPollingThatTheStatusDotFollows)
+{
+    realServerManager = true;
+    const int port = TestSupport::freePort();
+    launch();
+    ASSERT_NE(delegate->onboardingWindow(), nullptr);
+    ASSERT_TRUE(waitUntil([&] { return delegate->onboardingWindow()->windowHandle(); }));
+    // The folder chosen in onboarding's second step made a project the selection.
+    fakeProjects->setSelectedProject(
+        project(QStringLiteral("web"), port, QStringLiteral("/p/web")));
+    realServer->setPollingInterval(200ms);
+
+    // What the window's close button sends: a close request from the window system.
+    QCloseEvent close;
+    QCoreApplication::sendEvent(delegate->onboardingWindow()->windowHandle(), &close);
+
+    EXPECT_EQ(delegate->onboardingWindow(), nullptr);
+    EXPECT_TRUE(log.contains(
+        QStringLiteral("🚀 [AppDelegate] Onboarding closed - starting polling on port %1")
+            .arg(port)));
+    ASSERT_NE(realServer->pollingTimer(), nullptr);
+    // Onboarding comes again at the next start.
+    EXPECT_FALSE(delegate->settingsManager->hasCompletedOnboarding());
+
+    StatusBarController* controller = delegate->statusBarController;
+    ASSERT_TRUE(waitUntil([&] {
+        return controller->currentStatusColor() ==
+               StatusIconRenderer::statusColor(ServerStatus::stopped);
+    }));
+    {
+        QTcpServer listening;
+        ASSERT_TRUE(listening.listen(QHostAddress::LocalHost, static_cast<quint16>(port)));
+        EXPECT_TRUE(waitUntil([&] {
+            return controller->currentStatusColor() ==
+                   StatusIconRenderer::statusColor(ServerStatus::running);
+        }));
+    }
+    EXPECT_TRUE(waitUntil([&] {
+        return controller->currentStatusColor() ==
+               StatusIconRenderer::statusColor(ServerStatus::stopped);
+    }));
 }

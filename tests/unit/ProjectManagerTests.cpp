@@ -468,15 +468,44 @@ TEST_F(ProjectManagerPublication, SelectionStaysByIdentityEvenWhenOtherFieldsCha
     EXPECT_EQ(manager.selectedProject(), selected);
 }
 
-TEST_F(ProjectManagerPublication, RescanGivesNewIdentitiesSoTheSelectionFallsBack)
+TEST_F(ProjectManagerPublication, RescanKeepsTheSelectionByItsFolderWithItsNewIdentity)
 {
     node(QStringLiteral("alpha"));
     node(QStringLiteral("beta"));
     runScan();
-    manager.setSelectedProject(manager.projects().at(1));
+    const Project before = manager.projects().at(1);
+    manager.setSelectedProject(before);
+    QSignalSpy selectionSpy(&manager, &ProjectManaging::selectedProjectChanged);
+
     runScan();
+
     ASSERT_TRUE(manager.selectedProject().has_value());
-    EXPECT_EQ(manager.selectedProject()->name, QStringLiteral("alpha"));
+    EXPECT_EQ(manager.selectedProject()->name, QStringLiteral("beta"));
+    EXPECT_EQ(manager.selectedProject()->folderPath(), before.folderPath());
+    // The project as the new list holds it, so that choosing it in the menu is no switch.
+    EXPECT_NE(manager.selectedProject()->id, before.id);
+    EXPECT_EQ(manager.selectedProject(), manager.projects().at(1));
+    EXPECT_EQ(selectionSpy.count(), 1);
+}
+
+TEST_F(ProjectManagerPublication, RescanKeepsASelectedSubprojectByItsFolder)
+{
+    node(QStringLiteral("mono"));
+    node(QStringLiteral("mono/packages/web"));
+    node(QStringLiteral("zeta"));
+    runScan();
+    const Project* mono = find(manager.projects(), QStringLiteral("mono"));
+    ASSERT_NE(mono, nullptr);
+    ASSERT_EQ(mono->subprojects.size(), 1);
+    const Project web = mono->subprojects.first();
+    manager.setSelectedProject(web);
+
+    runScan();
+
+    ASSERT_TRUE(manager.selectedProject().has_value());
+    EXPECT_EQ(manager.selectedProject()->name, QStringLiteral("web"));
+    EXPECT_EQ(manager.selectedProject()->folderPath(), web.folderPath());
+    EXPECT_NE(manager.selectedProject()->id, web.id);
 }
 
 TEST_F(ProjectManagerPublication, SelectionMissingFromTheNewListFallsBackToTheFirst)
@@ -557,14 +586,19 @@ TEST_F(ProjectManagerPublication, NewestScanWinsOverAnOlderSlowerOne)
     });
     QSignalSpy published(&manager, &ProjectManaging::projectsChanged);
 
+    EXPECT_FALSE(manager.isScanning());
     QCoro::Task<> older = manager.scanFolder(QUrl::fromLocalFile(slowFolder));
+    EXPECT_TRUE(manager.isScanning());
     TestSupport::awaitTask(manager.scanFolder(QUrl::fromLocalFile(fastFolder)));
     ASSERT_EQ(names(manager.projects()), QStringList{QStringLiteral("fresh")});
     ASSERT_EQ(published.count(), 1);
+    // The older one still walks.
+    EXPECT_TRUE(manager.isScanning());
 
     releaseOnExit.cancel();
     state->slowWalk.release();
     TestSupport::awaitTask(std::move(older));
+    EXPECT_FALSE(manager.isScanning());
 
     {
         QMutexLocker locker(&state->mutex);

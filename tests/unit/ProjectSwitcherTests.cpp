@@ -54,6 +54,11 @@ protected:
         return TestSupport::waitUntil([this, count] { return ended >= count; });
     }
 
+    bool waitForLine(const QString& line)
+    {
+        return TestSupport::waitUntil([this, &line] { return log.contains(line); });
+    }
+
     void startWith(const Project& project)
     {
         projectManager.setSelectedProject(project);
@@ -289,7 +294,7 @@ TEST_F(ProjectSwitcherTest, BrowserFailuresAreLoggedOnly)
     EXPECT_FALSE(log.contains(QStringLiteral("✅ [StatusBarController] Project switch complete")));
 }
 
-TEST_F(ProjectSwitcherTest, NewerChoiceCancelsTheOlderSwitchAndKillsItsPort)
+TEST_F(ProjectSwitcherTest, NewerChoiceCancelsTheOlderStartThenKillsItsPort)
 {
     // B's switch is held in its server start, after B became the selected project.
     Gate startGate;
@@ -300,23 +305,120 @@ TEST_F(ProjectSwitcherTest, NewerChoiceCancelsTheOlderSwitchAndKillsItsPort)
     EXPECT_EQ(projectManager.selectedProject(), b);
 
     switcher.projectSelected(c);
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return startGate.waiting == 2; }));
-    // C killed whatever listens on B's port before starting C's server.
+    // B's start ends at once, stopping what it launched; only then does C kill whatever
+    // listens on B's port, and start C's server.
+    ASSERT_TRUE(TestSupport::waitUntil([&] {
+        return serverManager.calls.contains(QStringLiteral("startServer(C, npm run dev)"));
+    }));
     EXPECT_EQ(serverManager.calls, (QStringList{QStringLiteral("startServer(B, npm run dev)"),
+                                                QStringLiteral("startServer(B) cancelled"),
                                                 QStringLiteral("killServer(3001)"),
                                                 QStringLiteral("killServer(3001) done"),
                                                 QStringLiteral("startServer(C, npm run dev)")}));
 
     startGate.open();
     ASSERT_TRUE(waitForSwitches(2));
-    EXPECT_TRUE(log.contains(
-        QStringLiteral("⏹️ [StatusBarController] Switch cancelled before waiting for server")));
+    EXPECT_EQ(serverManager.mostOperationsInFlight, 1);
+    EXPECT_EQ(log.linesStartingWith(QStringLiteral("⏹️")),
+              QStringList{QStringLiteral(
+                  "⏹️ [StatusBarController] Switch cancelled before waiting for server")});
+    // The abandoned switch reports no failure, sends no start line and watches no port.
+    EXPECT_TRUE(log.linesStartingWith(QStringLiteral("❌")).isEmpty());
+    EXPECT_EQ(log.count(QStringLiteral("✅ [StatusBarController] Server start command sent")), 1);
+    EXPECT_FALSE(serverManager.calls.contains(QStringLiteral("updatePollingPort(3001)")));
     // Only C's site opens; B never waits for its port.
     EXPECT_EQ(browserManager.calls,
               (QStringList{QStringLiteral("findExistingWindow(http://localhost:3002, auto)"),
                            QStringLiteral("openIncognito(http://localhost:3002, auto)")}));
     EXPECT_EQ(serverManager.callsStartingWith(QStringLiteral("checkPort(3001)")).size(), 0);
+    EXPECT_EQ(projectManager.selections, (QStringList{QStringLiteral("B"), QStringLiteral("C")}));
     EXPECT_EQ(projectManager.selectedProject(), c);
+    EXPECT_EQ(settings->selectedProjectPath(), QStringLiteral("/p/c"));
+}
+
+TEST_F(ProjectSwitcherTest, NewerChoiceWaitsUntilTheOlderStartHasEndedBeforeItsKill)
+{
+    // A start that runs on to its end although its switch was given up.
+    Gate startGate;
+    serverManager.startGate = &startGate;
+    serverManager.startsHonourCancellation = false;
+    serverManager.listeningPorts = {3001, 3002};
+    startWith(a);
+    switcher.projectSelected(b);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return startGate.waiting == 1; }));
+
+    switcher.projectSelected(c);
+    ASSERT_TRUE(
+        waitForLine(QStringLiteral("🔄 [StatusBarController] Switching to project: C (port 3002)")));
+    // C waits for B's start: nothing of C's runs against the server manager meanwhile.
+    EXPECT_EQ(serverManager.calls.last(), QStringLiteral("startServer(B, npm run dev)"));
+    EXPECT_EQ(startGate.waiting, 1);
+
+    startGate.open();
+    ASSERT_TRUE(waitForSwitches(2));
+    EXPECT_EQ(serverManager.mostOperationsInFlight, 1);
+    EXPECT_EQ(
+        serverManager.callsStartingWith(QStringLiteral("killServer(3001)")),
+        (QStringList{QStringLiteral("killServer(3001)"), QStringLiteral("killServer(3001) done")}));
+    EXPECT_LT(serverManager.calls.indexOf(QStringLiteral("startServer(B, npm run dev)")),
+              serverManager.calls.indexOf(QStringLiteral("killServer(3001)")));
+    EXPECT_TRUE(log.contains(
+        QStringLiteral("⏹️ [StatusBarController] Switch cancelled before waiting for server")));
+    EXPECT_TRUE(log.contains(QStringLiteral("✅ [StatusBarController] Project switch complete")));
+    EXPECT_EQ(projectManager.selectedProject(), c);
+}
+
+TEST_F(ProjectSwitcherTest, AnAbandonedStartThatFailsReportsNoFailure)
+{
+    // B's start fails (its child was stopped, say) after its switch was given up.
+    Gate startGate;
+    serverManager.startGate = &startGate;
+    serverManager.startsHonourCancellation = false;
+    serverManager.startFailure = QStringLiteral("Process crashed during startup");
+    startWith(a);
+    switcher.projectSelected(b);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return startGate.waiting == 1; }));
+    switcher.projectSelected(c);
+    ASSERT_TRUE(
+        waitForLine(QStringLiteral("🔄 [StatusBarController] Switching to project: C (port 3002)")));
+    // C's own start succeeds.
+    serverManager.startFailure.reset();
+    serverManager.listeningPorts = {3002};
+    startGate.open();
+    ASSERT_TRUE(waitForSwitches(2));
+
+    EXPECT_TRUE(log.linesStartingWith(QStringLiteral("❌")).isEmpty())
+        << log.lines().join(QLatin1Char('\n')).toStdString();
+    EXPECT_TRUE(log.contains(
+        QStringLiteral("⏹️ [StatusBarController] Switch cancelled before waiting for server")));
+    EXPECT_TRUE(log.contains(QStringLiteral("✅ [StatusBarController] Project switch complete")));
+    EXPECT_EQ(projectManager.selectedProject(), c);
+}
+
+TEST_F(ProjectSwitcherTest, TheMenusStartWaitsForTheSwitchAndStartsTheProjectSelectedThen)
+{
+    Gate killGate;
+    serverManager.killGate = &killGate;
+    serverManager.listeningPorts = {3001};
+    startWith(a);
+    switcher.projectSelected(b);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return killGate.waiting == 1; }));
+
+    bool started = false;
+    [](ProjectSwitcher& switcher, bool& started) -> QCoro::Task<> {
+        co_await switcher.startSelectedServer();
+        started = true;
+    }(switcher, started);
+    EXPECT_FALSE(started);
+    EXPECT_TRUE(serverManager.callsStartingWith(QStringLiteral("startServer")).isEmpty());
+
+    killGate.open();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return started && ended == 1; }));
+    EXPECT_EQ(serverManager.mostOperationsInFlight, 1);
+    // The switch's start first, then the menu's, of B, selected by then.
+    EXPECT_EQ(serverManager.callsStartingWith(QStringLiteral("startServer")),
+              (QStringList{QStringLiteral("startServer(B, npm run dev)"),
+                           QStringLiteral("startServer(B, npm run dev)")}));
 }
 
 TEST_F(ProjectSwitcherTest, NewerChoiceDuringCleanupStopsTheOlderBeforeTheProjectChange)
@@ -328,7 +430,10 @@ TEST_F(ProjectSwitcherTest, NewerChoiceDuringCleanupStopsTheOlderBeforeTheProjec
     switcher.projectSelected(b);
     ASSERT_TRUE(TestSupport::waitUntil([&] { return killGate.waiting == 1; }));
     switcher.projectSelected(c);
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return killGate.waiting == 2; }));
+    ASSERT_TRUE(
+        waitForLine(QStringLiteral("🔄 [StatusBarController] Switching to project: C (port 3002)")));
+    // C's kill waits for B's.
+    EXPECT_EQ(killGate.waiting, 1);
     killGate.open();
     ASSERT_TRUE(waitForSwitches(2));
 
@@ -338,6 +443,7 @@ TEST_F(ProjectSwitcherTest, NewerChoiceDuringCleanupStopsTheOlderBeforeTheProjec
     EXPECT_EQ(projectManager.selectedProject(), c);
     EXPECT_EQ(serverManager.callsStartingWith(QStringLiteral("startServer")),
               QStringList{QStringLiteral("startServer(C, npm run dev)")});
+    EXPECT_EQ(serverManager.mostOperationsInFlight, 1);
 }
 
 TEST_F(ProjectSwitcherTest, ChoicesInOneTurnCancelTheFirstBeforeItStarts)

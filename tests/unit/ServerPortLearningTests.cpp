@@ -10,6 +10,7 @@
 #include "support/QtPrinters.h"
 #include "support/TestSettings.h"
 
+#include <QElapsedTimer>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
@@ -95,8 +96,7 @@ protected:
             QStringLiteral("⏳ [ServerManager] Waiting for port %1... (attempt ").arg(port));
     }
 
-    // Everything a start that learned nothing leaves as it was. A server that listens nowhere
-    // is looked at longer, but without a line more.
+    // Everything a start that learned nothing leaves as it was.
     void expectNothingLearned(int reported)
     {
         EXPECT_EQ(reported, port);
@@ -165,23 +165,21 @@ TEST_F(ServerPortLearningTest, ASilentServerOnOneOtherPortIsLearnedOnceTheWaitsR
     EXPECT_EQ(manager->status(), ServerStatus::running);
 }
 
-TEST_F(ServerPortLearningTest, AServerThatOpensItsPortOnlyAfterTheChecksRanOutIsStillLearned)
+TEST_F(ServerPortLearningTest, AServerThatOpensItsPortOnlyAfterTheChecksRanOutIsNotWaitedFor)
 {
     const int other = TestSupport::freePort();
-    // Listens a second after the last check.
+    // Listens seven seconds after the last check would be due: well after the ten checks, but
+    // within the time a start once went on looking.
     const double delay =
-        ServerManager::startupAttempts * ServerManager::startupAttemptIntervalMs / 1000.0 + 1.0;
+        ServerManager::startupAttempts * ServerManager::startupAttemptIntervalMs / 1000.0 + 7.0;
+    QElapsedTimer elapsed;
+    elapsed.start();
     const int reported = start(elsewhere({QStringLiteral("--delay"), QString::number(delay),
                                           QStringLiteral("--listen"), QString::number(other)}));
 
-    EXPECT_EQ(reported, other);
-    EXPECT_EQ(learned, (QList<QPair<QString, int>>{{project().folderPath(), other}}));
-    const QStringList lines = log.lines();
-    // No line while it was looked at longer.
-    EXPECT_EQ(lines.indexOf(learnedLine(other)), lines.indexOf(notRespondingLine()) + 1)
-        << lines.join(QLatin1Char('\n')).toStdString();
-    EXPECT_EQ(manager->currentPort(), other);
-    EXPECT_EQ(manager->status(), ServerStatus::running);
+    // The start returned after the ten checks, before the server listened anywhere.
+    EXPECT_LT(elapsed.elapsed(), delay * 1000) << log.lines().join(QLatin1Char('\n')).toStdString();
+    expectNothingLearned(reported);
 }
 
 TEST_F(ServerPortLearningTest, AServerOnTwoOtherPortsTeachesNothing)
