@@ -87,17 +87,17 @@ QCoro::Task<std::optional<qint64>> openingNumber(DevToolsSession& session, QStri
     co_return number.toInteger();
 }
 
-// The matching tab to take from `pages` (one matches at least) (the browser's pages, most recently
-// active first, as the endpoint lists them): the first in front-to-back window order, then in its
-// window's tab order.
+// The matching tab to take from `pages`, the browser's pages most recently active first as the
+// endpoint lists them (at least one matches): the first in front-to-back window order, then in
+// its window's tab order.
 //
 // Windows: the browser names the window of each tab (Browser.getWindowForTarget), and the
-// window whose tab was active last is the one in front, so windows rank by their most recently
-// active tab. Tabs: the protocol gives no tab's place in its window; its lists are in order of
-// last activity (/json/list) or in no order at all (Target.getTargets). The order the tabs were
-// opened in is the tab strip's order for tabs opened by the new-tab command or a program,
-// which add at the end, so that is the order taken (a tab dragged elsewhere is not followed).
-// Without the protocol the most recently active match is taken.
+// window in which a tab was brought forward last is the one in front, so windows rank by their
+// most recently active tab. Tabs: the protocol gives no tab's place in its window; its lists are
+// in order of last activity (/json/list) or in no order at all (Target.getTargets). The order
+// the tabs were opened in is the tab strip's order for tabs opened by the new-tab command or a
+// program, which add at the end, so that is the order taken (a tab dragged elsewhere is not
+// followed). Without the protocol the most recently active match is taken.
 QCoro::Task<ChromiumDevTools::Tab> firstInWindowOrder(std::vector<Page> pages, QUrl socketUrl)
 {
     const auto firstMatch =
