@@ -91,14 +91,44 @@ QCoro::Task<std::optional<qint64>> openingNumber(DevToolsSession& session, QStri
 // endpoint lists them (at least one matches): the first in front-to-back window order, then in
 // its window's tab order.
 //
-// Windows: the browser names the window of each tab (Browser.getWindowForTarget), and the
-// window in which a tab was brought forward last is the one in front, so windows rank by their
-// most recently active tab. Tabs: the protocol gives no tab's place in its window; its lists are
-// in order of last activity (/json/list) or in no order at all (Target.getTargets). The order
-// the tabs were opened in is the tab strip's order for tabs opened by the new-tab command or a
-// program, which add at the end, so that is the order taken (a tab dragged elsewhere is not
-// followed). Without the protocol the most recently active match is taken.
-QCoro::Task<ChromiumDevTools::Tab> firstInWindowOrder(std::vector<Page> pages, QUrl socketUrl)
+// Windows: the browser names the window of each tab (Browser.getWindowForTarget). The window
+// system knows which is in front, when its titles are given; otherwise the window in which a tab
+// was brought forward last is taken for the front one (switching windows alone does not count
+// as activity), so windows rank by their most recently active tab. Tabs: the protocol gives no
+// tab's place in its window; its lists are in order of last activity (/json/list) or in no order at
+// all (Target.getTargets). The order the tabs were opened in is the tab strip's order for tabs
+// opened by the new-tab command or a program, which add at the end, so that is the order taken (a
+// tab dragged elsewhere is not followed). Without the protocol the most recently active match is
+// taken. Puts `windows` (most recently active first) in the order of `titles` (front first): each
+// window by the first title that its active tab's title (its most recently active page) begins;
+// windows whose title is not there stay behind the others, in their order.
+void stackWindows(std::vector<qint64>& windows, const std::vector<Page>& pages,
+                  const QStringList& titles)
+{
+    if (titles.isEmpty()) {
+        return;
+    }
+    const auto rank = [&](qint64 windowId) {
+        const auto active = std::find_if(pages.begin(), pages.end(), [&](const Page& page) {
+            return page.tab.windowId == windowId;
+        });
+        if (active == pages.end() || active->tab.title.isEmpty()) {
+            return titles.size();
+        }
+        for (qsizetype i = 0; i < titles.size(); ++i) {
+            if (titles.at(i) == active->tab.title ||
+                titles.at(i).startsWith(active->tab.title + QStringLiteral(" - "))) {
+                return i;
+            }
+        }
+        return titles.size();
+    };
+    std::stable_sort(windows.begin(), windows.end(),
+                     [&](qint64 left, qint64 right) { return rank(left) < rank(right); });
+}
+
+QCoro::Task<ChromiumDevTools::Tab> firstInWindowOrder(std::vector<Page> pages, QUrl socketUrl,
+                                                      QStringList windowTitles)
 {
     const auto firstMatch =
         std::find_if(pages.begin(), pages.end(), [](const Page& page) { return page.matches; });
@@ -126,6 +156,8 @@ QCoro::Task<ChromiumDevTools::Tab> firstInWindowOrder(std::vector<Page> pages, Q
             windowsFrontFirst.push_back(page.tab.windowId);
         }
     }
+
+    stackWindows(windowsFrontFirst, pages, windowTitles);
 
     std::vector<ChromiumDevTools::Tab> candidates;
     for (const qint64 windowId : windowsFrontFirst) {
@@ -183,7 +215,8 @@ QString ChromiumDevTools::browserPath(const QString& profileFolder)
 }
 
 QCoro::Task<std::optional<ChromiumDevTools::Tab>>
-ChromiumDevTools::activateTab(int port, QString address, QString browserPath)
+ChromiumDevTools::activateTab(int port, QString address, QString browserPath,
+                              QStringList windowTitles)
 {
     QNetworkAccessManager network;
     // The endpoint is local; a proxy from the environment must not stand in between.
@@ -238,7 +271,7 @@ ChromiumDevTools::activateTab(int port, QString address, QString browserPath)
         socketUrl.setScheme(QStringLiteral("ws"));
         socketUrl.setPath(browserPath);
     }
-    const Tab chosen = co_await firstInWindowOrder(std::move(pages), socketUrl);
+    const Tab chosen = co_await firstInWindowOrder(std::move(pages), socketUrl, windowTitles);
 
     QUrl activateUrl = base;
     activateUrl.setPath(QStringLiteral("/json/activate/") + chosen.targetId);

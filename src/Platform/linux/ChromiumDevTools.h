@@ -2,6 +2,7 @@
 
 #include <QCoro/QCoroTask>
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <optional>
@@ -33,8 +34,11 @@ public:
     // front-to-back window order (the window whose tab was active last is in front), then in
     // its window's tab order (the order the tabs were opened in). Windows and tabs are told
     // apart through the DevTools protocol on `browserPath` (or the path the endpoint gives);
-    // without it the most recently active match is taken. Nullopt when no tab matches or the
-    // endpoint does not answer in time.
+    // without it the most recently active match is taken. `windowTitles`, the browser's window
+    // titles front first as the window system stacks them, when known, put the windows in that
+    // order instead: a window's title begins with its active tab's. Nullopt when no tab matches
+    // or the endpoint does not answer in time.
     static QCoro::Task<std::optional<Tab>> activateTab(int port, QString address,
-                                                       QString browserPath = QString());
+                                                       QString browserPath = QString(),
+                                                       QStringList windowTitles = QStringList());
 };

@@ -68,6 +68,13 @@ QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids,
         [pids, classes, title] { return X11WindowActivator::activate(pids, classes, title); });
 }
 
+QFuture<QStringList> windowTitles(Browser browser, const QList<qint64>& pids)
+{
+    const QStringList classes = windowClasses(browser);
+    return QtConcurrent::run(
+        [pids, classes] { return X11WindowActivator::titlesFrontToBack(pids, classes); });
+}
+
 } // namespace
 
 LinuxBrowserBackend::LinuxBrowserBackend(QStringList profileFolders)
@@ -158,12 +165,14 @@ QCoro::Task<bool> LinuxBrowserBackend::findTab(Browser browser, QString address)
             if (!port) {
                 continue;
             }
+            // The browser's windows as the window system stacks them, front first.
+            const QList<qint64> pids = co_await runningInstances(browser);
+            const QStringList titles = co_await windowTitles(browser, pids);
             // Awaited into a named value: gcc 12 mishandles a co_await inside a condition.
             const std::optional<ChromiumDevTools::Tab> tab = co_await ChromiumDevTools::activateTab(
-                *port, address, ChromiumDevTools::browserPath(folder));
+                *port, address, ChromiumDevTools::browserPath(folder), titles);
             if (tab) {
                 // The window that holds the tab, which is not always the newest one.
-                const QList<qint64> pids = co_await runningInstances(browser);
                 co_await raiseWindow(browser, pids, tab->title);
                 co_return true;
             }

@@ -739,3 +739,35 @@ TEST_F(ChromiumBackendTest, BackendFindsTheFirstTabOfTheFrontWindow)
         },
         30s));
 }
+
+TEST_F(ChromiumBackendTest, WindowSystemsStackingDecidesWhichWindowIsInFront)
+{
+    // The first window shows a page of its own; the second window is used last, but the window
+    // system has the first one on top.
+    TestSupport::writeFile(server.root(), QStringLiteral("other/index.html"),
+                           "<html><title>other</title><body>other</body></html>");
+    const QString otherUrl = server.url(QStringLiteral("/other/index.html"));
+    ASSERT_FALSE(openTabInLastWindow(*browser, otherUrl).isEmpty());
+    ASSERT_TRUE(TestSupport::waitUntil(
+        [&] {
+            for (const QJsonValue& page : browser->pages()) {
+                if (page.toObject().value(QLatin1String("url")).toString() == otherUrl) {
+                    return page.toObject().value(QLatin1String("title")).toString() ==
+                           QLatin1String("other");
+                }
+            }
+            return false;
+        },
+        30s));
+    const QStringList second = openSecondWindow(*browser, server);
+    ASSERT_EQ(second.size(), 2);
+    const QStringList titlesFrontFirst{QStringLiteral("other - Chromium"),
+                                       QStringLiteral("app - Chromium")};
+
+    const QString address = QStringLiteral("127.0.0.1:%1/app").arg(server.port());
+    const QString browserPath = ChromiumDevTools::browserPath(browser->profileFolder());
+    const std::optional<ChromiumDevTools::Tab> tab = awaitTask(ChromiumDevTools::activateTab(
+        browser->devToolsPort(), address, browserPath, titlesFrontFirst));
+    ASSERT_TRUE(tab.has_value());
+    EXPECT_EQ(tab->targetId, browser->pageId(server.url(QStringLiteral("/app/index.html"))));
+}
