@@ -150,6 +150,26 @@ TEST(X11WindowActivatorTest, WindowWhoseTitleBeginsWithTheTabsIsPreferredToTheNe
     EXPECT_TRUE(TestSupport::waitUntil([&] { return focusedWindow() == older.id(); }));
 }
 
+TEST(X11WindowActivatorTest, BrowserWindowTitlesComeFrontFirst)
+{
+    ForeignWindow first(QStringLiteral("chromium"), QStringLiteral("one - Chromium"));
+    ForeignWindow second(QStringLiteral("chromium"), QStringLiteral("two - Chromium"));
+    ASSERT_FALSE(first.id().isEmpty());
+    ASSERT_FALSE(second.id().isEmpty());
+    const QStringList classes{QStringLiteral("chromium")};
+
+    ASSERT_TRUE(X11WindowActivator::activate({}, classes, QStringLiteral("one")));
+    EXPECT_TRUE(TestSupport::waitUntil([&] {
+        return X11WindowActivator::titlesFrontToBack({}, classes) ==
+               QStringList{QStringLiteral("one - Chromium"), QStringLiteral("two - Chromium")};
+    }));
+    ASSERT_TRUE(X11WindowActivator::activate({}, classes, QStringLiteral("two")));
+    EXPECT_TRUE(TestSupport::waitUntil([&] {
+        return X11WindowActivator::titlesFrontToBack({}, classes) ==
+               QStringList{QStringLiteral("two - Chromium"), QStringLiteral("one - Chromium")};
+    }));
+}
+
 TEST(X11WindowActivatorTest, WithoutAWindowOfThatTitleOneOfTheBrowsersIsStillRaised)
 {
     KeyRecorder own;

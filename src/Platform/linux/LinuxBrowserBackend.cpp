@@ -68,10 +68,17 @@ QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids,
         [pids, classes, title] { return X11WindowActivator::activate(pids, classes, title); });
 }
 
+QFuture<QStringList> windowTitles(Browser browser, const QList<qint64>& pids)
+{
+    const QStringList classes = windowClasses(browser);
+    return QtConcurrent::run(
+        [pids, classes] { return X11WindowActivator::titlesFrontToBack(pids, classes); });
+}
+
 } // namespace
 
 LinuxBrowserBackend::LinuxBrowserBackend(QStringList profileFolders)
-    : profileFolders(std::move(profileFolders)), processLookup(&ProcessTable::pidsNamed)
+    : profileFolders(std::move(profileFolders)), processLookup(&ProcessTable::ownPidsNamed)
 {}
 
 void LinuxBrowserBackend::setProcessLookup(ProcessLookup lookup)
@@ -158,12 +165,14 @@ QCoro::Task<bool> LinuxBrowserBackend::findTab(Browser browser, QString address)
             if (!port) {
                 continue;
             }
+            // The browser's windows as the window system stacks them, front first.
+            const QList<qint64> pids = co_await runningInstances(browser);
+            const QStringList titles = co_await windowTitles(browser, pids);
             // Awaited into a named value: gcc 12 mishandles a co_await inside a condition.
             const std::optional<ChromiumDevTools::Tab> tab = co_await ChromiumDevTools::activateTab(
-                *port, address, ChromiumDevTools::browserPath(folder));
+                *port, address, ChromiumDevTools::browserPath(folder), titles);
             if (tab) {
                 // The window that holds the tab, which is not always the newest one.
-                const QList<qint64> pids = co_await runningInstances(browser);
                 co_await raiseWindow(browser, pids, tab->title);
                 co_return true;
             }
@@ -175,7 +184,13 @@ QCoro::Task<bool> LinuxBrowserBackend::findTab(Browser browser, QString address)
         if (pids.isEmpty()) {
             co_return false;
         }
-        co_await raiseWindow(browser, pids);
+        // Found means brought forward: a Firefox whose window cannot be raised would leave the
+        // click doing nothing visible.
+        const bool raised = co_await raiseWindow(browser, pids);
+        if (!raised) {
+            throw BrowserError::scriptFailed(
+                browser, QStringLiteral("No Firefox window to bring to the front on this display"));
+        }
         co_return true;
     }
     case Browser::auto_:

@@ -255,6 +255,34 @@ bool X11WindowActivator::activate(const QList<qint64>& pids, const QStringList& 
     return true;
 }
 
+QStringList X11WindowActivator::titlesFrontToBack(const QList<qint64>& pids,
+                                                  const QStringList& classNames)
+{
+    const Connection x;
+    if (!x.isValid()) {
+        return {};
+    }
+    const xcb_window_t root = x.root();
+    const xcb_atom_t wmPid = x.atom("_NET_WM_PID");
+    const xcb_atom_t netWmName = x.atom("_NET_WM_NAME");
+    const xcb_atom_t utf8String = x.atom("UTF8_STRING");
+    // Both lists go from the bottom of the stack to the top.
+    std::vector<xcb_window_t> windows =
+        x.cardinals(root, x.atom("_NET_CLIENT_LIST_STACKING"), XCB_ATOM_WINDOW);
+    if (windows.empty()) {
+        windows = x.children(root);
+    }
+    QStringList titles;
+    for (auto it = windows.crbegin(); it != windows.crend(); ++it) {
+        const std::vector<uint32_t> owner = x.cardinals(*it, wmPid, XCB_ATOM_CARDINAL);
+        if ((!owner.empty() && pids.contains(static_cast<qint64>(owner.front()))) ||
+            classMatches(x.windowClass(*it), classNames)) {
+            titles.append(x.title(*it, netWmName, utf8String));
+        }
+    }
+    return titles;
+}
+
 bool X11WindowActivator::sendReloadKeystroke()
 {
     const Connection x;

@@ -19,6 +19,11 @@ public:
     static bool activate(const QList<qint64>& pids, const QStringList& classNames,
                          const QString& title = QString());
 
+    // The titles of the top-level windows that belong to one of `pids` or whose class is one
+    // of `classNames` (as for activate), the front one first: in the window manager's stacking
+    // order, or the root's without one. Empty when there is no display.
+    static QStringList titlesFrontToBack(const QList<qint64>& pids, const QStringList& classNames);
+
     // Types Control-R into the focused window through the XTEST extension. False when there is
     // no display or the extension is missing.
     static bool sendReloadKeystroke();
