@@ -5,7 +5,9 @@
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Log.h"
+#include "Utilities/ServerOutputLog.h"
 #include "Views/OnboardingView.h"
+#include "Views/ServerOutputWindow.h"
 #include "Views/SettingsPopover.h"
 #include "Views/SettingsView.h"
 
@@ -30,6 +32,7 @@ AuxiliaryWindows::~AuxiliaryWindows()
 {
     delete onboardingWindow;
     delete settingsPopover;
+    delete serverOutputWindow;
 }
 
 void AuxiliaryWindows::showSettings()
@@ -47,6 +50,16 @@ void AuxiliaryWindows::showSettings()
         anchor = QRect(QCursor::pos(), QSize(1, 1));
     }
     settingsPopover->showRelativeTo(anchor);
+}
+
+void AuxiliaryWindows::showServerOutput()
+{
+    if (!serverOutputWindow) {
+        serverOutputWindow = new ServerOutputWindow(serverOutputLog);
+    }
+    serverOutputWindow->show();
+    serverOutputWindow->raise();
+    serverOutputWindow->activateWindow();
 }
 
 void AuxiliaryWindows::showOnboarding()

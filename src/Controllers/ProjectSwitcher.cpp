@@ -110,6 +110,7 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
         Log::line(QStringLiteral("▶️ [StatusBarController] Starting server for %1")
                       .arg(project.name));
         std::optional<QString> startFailure;
+        std::exception_ptr startError;
         // Where the server is to be found: the project's port, or the one learned from it.
         int port = project.port;
         try {
@@ -118,14 +119,18 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
             throw;
         } catch (const std::exception& error) {
             startFailure = errorDescription(error);
+            startError = std::current_exception();
         }
         if (!self) {
             co_return;
         }
         if (startFailure) {
-            // The new project stays selected; nothing is shown to the user.
+            // The new project stays selected; the switch ends here, and the user is told why.
             Log::line(QStringLiteral("❌ [StatusBarController] Failed to start server: %1")
                           .arg(*startFailure));
+            if (onStartFailed) {
+                onStartFailed(startError);
+            }
             co_return;
         }
         Log::line(QStringLiteral("✅ [StatusBarController] Server start command sent"));

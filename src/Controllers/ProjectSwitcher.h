@@ -8,6 +8,7 @@
 #include <QPointer>
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -60,6 +61,8 @@ public:
 
     // Rebuilds the status menu.
     std::function<void()> rebuildMenu;
+    // The switch's server start failed with this error; the switch has ended.
+    std::function<void(std::exception_ptr)> onStartFailed;
 
 Q_SIGNALS:
     // A switch task has ended, however it ended.

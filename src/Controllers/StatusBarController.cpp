@@ -52,14 +52,19 @@ QCoro::Task<> scanProjects(QPointer<ProjectManaging> projectManager, QUrl folder
     }
 }
 
-QCoro::Task<> startServer(QPointer<ServerManaging> serverManager, Project project)
+QCoro::Task<> startServer(QPointer<ServerManaging> serverManager, Project project,
+                          std::function<void(std::exception_ptr)> onFailure)
 {
     try {
         if (serverManager) {
             co_await serverManager->startServer(project, project.effectiveCommand());
         }
     } catch (const std::exception&) {
-        // The server state, and with it the icon and the server item, shows the outcome.
+        // The server state, and with it the icon and the server item, shows the outcome; the
+        // alert says why.
+        if (onFailure) {
+            onFailure(std::current_exception());
+        }
     }
 }
 
@@ -101,6 +106,11 @@ StatusBarController::StatusBarController(
     projectSwitcher->checkInterval = environment.switchCheckInterval;
     projectSwitcher->rebuildMenu = [this]() {
         rebuildMenu();
+    };
+    projectSwitcher->onStartFailed = [this](std::exception_ptr error) {
+        if (onServerStartFailed) {
+            onServerStartFailed(error);
+        }
     };
 
     statusItem = new QSystemTrayIcon(this);
@@ -357,6 +367,9 @@ void StatusBarController::performMenuAction(StatusMenuItem::Action action, QActi
     case StatusMenuItem::Action::startServerClicked:
         startServerClicked();
         break;
+    case StatusMenuItem::Action::serverOutputClicked:
+        serverOutputClicked();
+        break;
     case StatusMenuItem::Action::quitClicked:
         quitClicked();
         break;
@@ -413,7 +426,14 @@ void StatusBarController::startServerClicked()
     }
     // Start and restart alike; what a restart does to a running server is the server
     // manager's business.
-    startServer(serverManager, *project);
+    startServer(serverManager, *project, onServerStartFailed);
+}
+
+void StatusBarController::serverOutputClicked()
+{
+    if (onServerOutputRequested) {
+        onServerOutputRequested();
+    }
 }
 
 void StatusBarController::quitClicked()

@@ -21,6 +21,9 @@ public:
     // The port the started server is to be found on: the project's, or the one learned from the
     // server itself when the project's stayed silent. Throws ServerError.
     virtual QCoro::Task<int> startServer(Project project, QString command) = 0;
+    // Runs the install command of the project's package manager in its folder, in the
+    // environment its server gets. Throws ServerError when it cannot run or fails.
+    virtual QCoro::Task<> installDependencies(Project project) = 0;
     // Never throws.
     virtual QCoro::Task<> killServer(int port) = 0;
     virtual void startPolling(int port) = 0;
@@ -37,4 +40,9 @@ Q_SIGNALS:
     // A started server left the project's port silent and listens on `port` instead, which is
     // now watched.
     void portLearned(const Project& project, int port);
+    // A server start or a dependency install of `project` is about to run `command`; its
+    // output follows through outputRead.
+    void outputStarted(const Project& project, const QString& command);
+    // A chunk of what that command wrote, as it arrived (standard error when `isError`).
+    void outputRead(const QString& text, bool isError);
 };
