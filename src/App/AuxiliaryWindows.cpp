@@ -54,10 +54,17 @@ void AuxiliaryWindows::showSettings()
 
 void AuxiliaryWindows::showServerOutput()
 {
-    if (!serverOutputWindow) {
+    const bool created = !serverOutputWindow;
+    if (created) {
         serverOutputWindow = new ServerOutputWindow(serverOutputLog);
     }
     serverOutputWindow->show();
+    // Centred the first time; afterwards it stays where the user put it.
+    if (QScreen* screen = QGuiApplication::primaryScreen(); created && screen) {
+        QRect frame = serverOutputWindow->frameGeometry();
+        frame.moveCenter(screen->availableGeometry().center());
+        serverOutputWindow->move(frame.topLeft());
+    }
     serverOutputWindow->raise();
     serverOutputWindow->activateWindow();
 }
