@@ -56,7 +56,14 @@ Alert AlertCoordinator::startFailureAlert(const QString& description, const QStr
 {
     Alert alert = genericErrorAlert(description);
     if (!lastLines.isEmpty()) {
-        alert.informativeText += QStringLiteral("\n\n") + lastLines.join(QLatin1Char('\n'));
+        // A minified bundle's line can be megabytes long; the output window has it whole.
+        QStringList shown;
+        for (const QString& line : lastLines) {
+            shown.append(line.size() > maxFailureLineLength
+                             ? line.left(maxFailureLineLength) + QStringLiteral("…")
+                             : line);
+        }
+        alert.informativeText += QStringLiteral("\n\n") + shown.join(QLatin1Char('\n'));
     }
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Show Output")};
     // Escape only closes it.

@@ -29,6 +29,9 @@ public:
     static inline const QString automationSettingsAddress = QStringLiteral(
         "x-apple.systempreferences:com.apple.preference.security?Privacy_Automation");
 
+    // Longer lines of a failed start are cut to this many characters and "…".
+    static constexpr qsizetype maxFailureLineLength = 300;
+
     // With no opener, the platform's own.
     AlertCoordinator(ServerManaging* serverManager, std::shared_ptr<AlertPresenter> presenter,
                      std::shared_ptr<SystemSettingsOpener> settingsOpener = nullptr,

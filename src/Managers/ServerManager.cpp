@@ -227,15 +227,15 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     child->setProcessEnvironment(serverEnvironment(folderPath));
     detachInput(*child);
     auto* output = new ServerOutput(port, child);
-    Q_EMIT outputStarted(project, arguments.join(QLatin1Char(' ')));
+    const quint64 run = beginOutput(project, arguments.join(QLatin1Char(' ')));
     // The last lines of this start, for the error when the server ends before it is up; and
     // every chunk for whoever shows the output.
     const auto lastLines = std::make_shared<OutputLines>(failureLines, false);
     connect(output, &ServerOutput::textRead, output,
-            [self, lastLines](const QString& text, ServerLogFolder::Channel channel) {
+            [self, lastLines, run](const QString& text, ServerLogFolder::Channel channel) {
                 const bool isError = channel == ServerLogFolder::Channel::standardError;
                 lastLines->append(text, isError);
-                if (self) {
+                if (self && self->outputRun == run) {
                     Q_EMIT self->outputRead(text, isError);
                 }
             });
@@ -379,6 +379,12 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     co_return serverPort;
 }
 
+quint64 ServerManager::beginOutput(const Project& project, const QString& command)
+{
+    Q_EMIT outputStarted(project, command);
+    return ++outputRun;
+}
+
 QProcessEnvironment ServerManager::serverEnvironment(const QString& folderPath) const
 {
     if (environmentOverride) {
@@ -401,7 +407,7 @@ QCoro::Task<> ServerManager::installDependencies(Project project)
     const QString commandText = command.join(QLatin1Char(' '));
     Log::line(QStringLiteral("📦 [ServerManager] Installing dependencies: %1 in %2")
                   .arg(commandText, folderPath));
-    Q_EMIT outputStarted(project, commandText);
+    const quint64 run = beginOutput(project, commandText);
 
     const ChildProcess::Owned process = ChildProcess::create();
     QProcess& install = *process;
@@ -419,7 +425,7 @@ QCoro::Task<> ServerManager::installDependencies(Project project)
     // Stateful decoders: a pipe read may end inside a character.
     const auto decoders = std::make_shared<std::pair<QStringDecoder, QStringDecoder>>(
         QStringDecoder(QStringDecoder::Utf8), QStringDecoder(QStringDecoder::Utf8));
-    const auto read = [self, lastLines, decoders, &install](bool isError) {
+    const auto read = [self, lastLines, decoders, run, &install](bool isError) {
         install.setReadChannel(isError ? QProcess::StandardError : QProcess::StandardOutput);
         const QByteArray data = install.readAll();
         if (data.isEmpty()) {
@@ -429,7 +435,7 @@ QCoro::Task<> ServerManager::installDependencies(Project project)
         lastLines->append(text, isError);
         Log::line(isError ? QStringLiteral("⚠️ [Server Error] %1").arg(text.trimmed())
                           : QStringLiteral("📝 [Server Output] %1").arg(text.trimmed()));
-        if (self) {
+        if (self && self->outputRun == run) {
             Q_EMIT self->outputRead(text, isError);
         }
     };

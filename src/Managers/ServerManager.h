@@ -101,6 +101,9 @@ private:
     void setStatus(ServerStatus status);
     void setCurrentPort(int port);
     void childEnded(QProcess* process, qint64 pid);
+    // Announces a new run's output; its number. Output of an earlier run that arrives later
+    // (a replaced server's last words) is not published.
+    quint64 beginOutput(const Project& project, const QString& command);
     void pollingTick();
 
     // Kills whatever listens on `port`: the polite script, then the forceful one if the port is
@@ -120,4 +123,5 @@ private:
     // that is let go of (or outlives the manager) is still reaped.
     QPointer<QProcess> runningProcess;
     qint64 runningPid = 0;
+    quint64 outputRun = 0;
 };

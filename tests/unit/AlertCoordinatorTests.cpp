@@ -179,6 +179,17 @@ TEST_F(AlertCoordinatorTest, FailedStartShowsTheGenericErrorWithShowOutputAndOpe
     EXPECT_EQ(outputShown, 0);
 }
 
+TEST_F(AlertCoordinatorTest, StartFailureAlertCutsVeryLongLines)
+{
+    const QString longLine(1000, QLatin1Char('x'));
+    const Alert alert = AlertCoordinator::startFailureAlert(
+        QStringLiteral("Failed to start server: Process crashed during startup"),
+        {longLine, QStringLiteral("short")});
+    EXPECT_EQ(alert.informativeText,
+              QStringLiteral("Failed to start server: Process crashed during startup\n\n") +
+                  QString(300, QLatin1Char('x')) + QStringLiteral("…\nshort"));
+}
+
 TEST_F(AlertCoordinatorTest, StartFailureAlertShowsTheLastLinesAfterABlankLine)
 {
     const ServerError error = ServerError::failedToStart(
