@@ -16,6 +16,13 @@ QList<OutputLines::Line> OutputLines::append(const QString& chunk, bool isError)
         if (!keepBlank && part.trimmed().isEmpty()) {
             continue;
         }
+        if (part.size() > maxLineLength) {
+            added.append(
+                Line{part.left(maxLineLength) +
+                         QStringLiteral(" … (%1 more characters)").arg(part.size() - maxLineLength),
+                     isError});
+            continue;
+        }
         added.append(Line{part, isError});
     }
     if (added.size() > limit) {

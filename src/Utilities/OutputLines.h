@@ -18,6 +18,11 @@ public:
         bool operator==(const Line&) const = default;
     };
 
+    // Longer lines keep this many characters and a note of how many were cut, so that the
+    // memory of `capacity` lines stays bounded whatever a server prints (a minified bundle's
+    // line); the files in the log folder hold them whole.
+    static constexpr qsizetype maxLineLength = 1000;
+
     // `keepBlankLines` false drops lines that hold nothing but white space.
     explicit OutputLines(qsizetype capacity, bool keepBlankLines = true);
 

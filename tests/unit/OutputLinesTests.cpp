@@ -50,6 +50,16 @@ TEST(OutputLinesTest, KeepsTheNewestLinesOfBothStreamsInArrivalOrder)
     EXPECT_TRUE(lines.lines().isEmpty());
 }
 
+TEST(OutputLinesTest, VeryLongLinesAreCutWithANote)
+{
+    OutputLines lines(2);
+    lines.append(QString(5000, QLatin1Char('x')) + QStringLiteral("\nshort\n"), true);
+    ASSERT_EQ(lines.lines().size(), 2);
+    EXPECT_EQ(lines.lines().first().text,
+              QString(1000, QLatin1Char('x')) + QStringLiteral(" … (4000 more characters)"));
+    EXPECT_EQ(lines.lines().last().text, QStringLiteral("short"));
+}
+
 TEST(OutputLinesTest, BlankLinesCanBeLeftOut)
 {
     OutputLines lines(5, false);
