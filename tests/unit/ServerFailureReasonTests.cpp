@@ -310,3 +310,41 @@ TEST_F(StartFailureAlertTest, ServerSlowToListenShowsNoAlert)
         << log.lines().join('\n').toStdString();
     EXPECT_EQ(outputShown, 0);
 }
+
+TEST_F(ServerFailureReasonTest, AReplacedServersLastWordsStayOutOfTheNextRunsOutput)
+{
+    // The first server says goodbye when it is asked to end, after the next start has begun.
+    const int firstPort = TestSupport::freePort();
+    Project first = project();
+    first.name = QStringLiteral("first");
+    first.port = firstPort;
+    QCoro::waitFor(manager->startServer(
+        first, QStringLiteral("/bin/sh -c 'trap \"echo old-bye; exit 0\" TERM; "
+                              "/usr/bin/python3 %1 %2 & wait'")
+                   .arg(fixture(QStringLiteral("tcp_listener.py")))
+                   .arg(firstPort)));
+    ASSERT_TRUE(manager->hasRunningProcess()) << log.lines().join('\n').toStdString();
+    reaper.add(manager->runningProcessId());
+    ASSERT_TRUE(waitUntil([&] { return standardOutput.contains(QStringLiteral("READY")); }));
+
+    QString laterOutput;
+    QObject::connect(manager.get(), &ServerManaging::outputStarted, manager.get(),
+                     [&] { laterOutput.clear(); });
+    QObject::connect(manager.get(), &ServerManaging::outputRead, manager.get(),
+                     [&](const QString& text, bool) { laterOutput += text; });
+    QCoro::waitFor(
+        manager->startServer(project(), QStringLiteral("/usr/bin/python3 %1 %2")
+                                            .arg(fixture(QStringLiteral("tcp_listener.py")))
+                                            .arg(port)));
+    if (manager->hasRunningProcess()) {
+        reaper.add(manager->runningProcessId());
+    }
+
+    // Logged as ever, but not shown as the new server's.
+    ASSERT_TRUE(
+        waitUntil([&] { return log.contains(QStringLiteral("📝 [Server Output] old-bye")); }));
+    EXPECT_EQ(laterOutput, QStringLiteral("READY\n"));
+    EXPECT_EQ(started.last(), QStringLiteral("site: /usr/bin/python3 %1 %2")
+                                  .arg(fixture(QStringLiteral("tcp_listener.py")))
+                                  .arg(port));
+}
