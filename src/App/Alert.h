@@ -14,6 +14,8 @@ struct Alert
     Style style = Style::warning;
     // Empty: the platform's single default button.
     QStringList buttons;
+    // The button the Escape key answers with; -1 for the last one.
+    int escapeButton = -1;
 
     bool operator==(const Alert&) const = default;
 };

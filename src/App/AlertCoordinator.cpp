@@ -5,6 +5,7 @@
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Addresses.h"
 #include "Utilities/ErrorDescription.h"
+#include "Utilities/NodeDependencies.h"
 
 #include <QCoro/QCoroTimer>
 #include <QTimer>
@@ -34,14 +35,50 @@ AlertCoordinator::AlertCoordinator(ServerManaging* serverManager,
                                     : SystemSettingsOpener::makeSystemOpener())
 {}
 
-Alert AlertCoordinator::startServerAlert(const Project& project)
+Alert AlertCoordinator::startServerAlert(const Project& project, bool dependenciesMissing)
 {
-    return Alert{QStringLiteral("Server is not running"),
-                 QStringLiteral("Would you like to start ") + project.name +
-                     QStringLiteral(" on port ") + QString::number(project.port) +
-                     QStringLiteral("?"),
-                 Alert::Style::informational,
-                 {QStringLiteral("Start Server"), QStringLiteral("Cancel")}};
+    Alert alert{QStringLiteral("Server is not running"),
+                QStringLiteral("Would you like to start ") + project.name +
+                    QStringLiteral(" on port ") + QString::number(project.port) +
+                    QStringLiteral("?"),
+                Alert::Style::informational,
+                {QStringLiteral("Start Server"), QStringLiteral("Cancel")}};
+    if (dependenciesMissing) {
+        alert.informativeText +=
+            QStringLiteral("\nIts dependencies are not installed (there is no node_modules "
+                           "folder).");
+        alert.buttons.prepend(QStringLiteral("Install and Start"));
+    }
+    return alert;
+}
+
+Alert AlertCoordinator::startFailureAlert(const QString& description, const QStringList& lastLines)
+{
+    Alert alert = genericErrorAlert(description);
+    if (!lastLines.isEmpty()) {
+        // A minified bundle's line can be megabytes long; the output window has it whole.
+        QStringList shown;
+        for (const QString& line : lastLines) {
+            shown.append(line.size() > maxFailureLineLength
+                             ? line.left(maxFailureLineLength) + QStringLiteral("…")
+                             : line);
+        }
+        alert.informativeText += QStringLiteral("\n\n") + shown.join(QLatin1Char('\n'));
+    }
+    alert.buttons = {QStringLiteral("OK"), QStringLiteral("Show Output")};
+    // Escape only closes it.
+    alert.escapeButton = 0;
+    return alert;
+}
+
+Alert AlertCoordinator::startFailureAlert(const ServerError& error)
+{
+    return startFailureAlert(error.errorDescription(), error.lastLines());
+}
+
+bool AlertCoordinator::dependenciesMissing(const Project& project)
+{
+    return project.type == ProjectType::nodejs && NodeDependencies::missing(project.folderPath());
 }
 
 Alert AlertCoordinator::browserErrorAlert(BrowserError::Case errorCase, const QString& description,
@@ -92,17 +129,26 @@ Alert AlertCoordinator::noProjectSelectedAlert()
 
 void AlertCoordinator::showStartServerAlert(const Project& project)
 {
-    if (presenter->runModal(startServerAlert(project)) != AlertPresenter::firstButton) {
-        return;
+    const bool missing = dependenciesMissing(project);
+    const int answer = presenter->runModal(startServerAlert(project, missing));
+    if (missing && answer == 0) {
+        startServerAndOpenBrowser(project, true);
+    } else if (answer == (missing ? 1 : 0)) {
+        startServerAndOpenBrowser(project);
     }
-    startServerAndOpenBrowser(project);
 }
 
-QCoro::Task<> AlertCoordinator::startServerAndOpenBrowser(Project project)
+QCoro::Task<> AlertCoordinator::startServerAndOpenBrowser(Project project, bool installFirst)
 {
     const QPointer<AlertCoordinator> self(this);
     std::exception_ptr failure;
     try {
+        if (installFirst && serverManager) {
+            co_await serverManager->installDependencies(project);
+            if (!self) {
+                co_return;
+            }
+        }
         // The server may have been found on another port than the project's.
         int port = project.port;
         if (serverManager) {
@@ -162,10 +208,19 @@ void AlertCoordinator::showGenericError(const std::exception& error)
     presenter->runModal(genericErrorAlert(errorDescription(error)));
 }
 
+void AlertCoordinator::showStartFailure(const ServerError& error)
+{
+    if (presenter->runModal(startFailureAlert(error)) == 1 && showServerOutput) {
+        showServerOutput();
+    }
+}
+
 void AlertCoordinator::showError(const std::exception& error)
 {
     if (const auto* browserError = dynamic_cast<const BrowserError*>(&error)) {
         showBrowserError(*browserError);
+    } else if (const auto* serverError = dynamic_cast<const ServerError*>(&error)) {
+        showStartFailure(*serverError);
     } else {
         showGenericError(error);
     }

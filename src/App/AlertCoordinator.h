@@ -3,6 +3,7 @@
 #include "App/Alert.h"
 #include "Models/BrowserError.h"
 #include "Models/Project.h"
+#include "Models/ServerError.h"
 
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -28,13 +29,21 @@ public:
     static inline const QString automationSettingsAddress = QStringLiteral(
         "x-apple.systempreferences:com.apple.preference.security?Privacy_Automation");
 
+    // Longer lines of a failed start are cut to this many characters and "…".
+    static constexpr qsizetype maxFailureLineLength = 300;
+
     // With no opener, the platform's own.
     AlertCoordinator(ServerManaging* serverManager, std::shared_ptr<AlertPresenter> presenter,
                      std::shared_ptr<SystemSettingsOpener> settingsOpener = nullptr,
                      QObject* parent = nullptr);
 
-    // The alerts as data.
-    static Alert startServerAlert(const Project& project);
+    // The alerts as data. With `dependenciesMissing` the question says so and offers
+    // "Install and Start" first.
+    static Alert startServerAlert(const Project& project, bool dependenciesMissing = false);
+    // A failed start: the generic error's message and the error's description, then after a
+    // blank line the last lines the server wrote; "OK" and "Show Output".
+    static Alert startFailureAlert(const QString& description, const QStringList& lastLines);
+    static Alert startFailureAlert(const ServerError& error);
     // "Browser Error" stands in for a missing description.
     static Alert browserErrorAlert(BrowserError::Case errorCase, const QString& description,
                                    const std::optional<QString>& recoverySuggestion);
@@ -42,16 +51,24 @@ public:
     static Alert genericErrorAlert(const QString& description);
     static Alert noProjectSelectedAlert();
 
-    // Asks whether to start the project's server; on "Start Server" starts the task below.
+    // Asks whether to start the project's server; on "Start Server" starts the task below, on
+    // "Install and Start" the same task after the install.
     void showStartServerAlert(const Project& project);
-    // Starts the server, pauses `serverStartPause` (no port check) and opens the browser on the
-    // local address of the port the server was found on (the project's, or the one learned from
-    // the server); failures end in the error alerts.
-    QCoro::Task<> startServerAndOpenBrowser(Project project);
+    // Installs the project's dependencies first when asked to, starts the server, pauses
+    // `serverStartPause` (no port check) and opens the browser on the local address of the port
+    // the server was found on (the project's, or the one learned from the server); failures end
+    // in the error alerts.
+    QCoro::Task<> startServerAndOpenBrowser(Project project, bool installFirst = false);
+
+    // The project is a Node project whose declared dependencies are not installed.
+    static bool dependenciesMissing(const Project& project);
 
     void showBrowserError(const BrowserError& error);
     void showGenericError(const std::exception& error);
-    // showBrowserError for a BrowserError, showGenericError for anything else.
+    // On "Show Output" opens the server output window.
+    void showStartFailure(const ServerError& error);
+    // showBrowserError for a BrowserError, showStartFailure for a ServerError,
+    // showGenericError for anything else.
     void showError(const std::exception& error);
     void showNoProjectSelectedAlert();
 
@@ -59,6 +76,8 @@ public:
     std::function<QCoro::Task<>(QString url)> openBrowserWindow;
     // Shows the settings popover (set by the owner).
     std::function<void()> showSettings;
+    // Opens the server output window (set by the owner).
+    std::function<void()> showServerOutput;
     // Gives a just-started development server time to bind its port.
     std::chrono::milliseconds serverStartPause{2000};
 

@@ -17,6 +17,7 @@
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Cancellation.h"
 #include "Utilities/Log.h"
+#include "Utilities/ServerOutputLog.h"
 #include "Views/SettingsPopover.h"
 
 #include <QTimer>
@@ -118,6 +119,7 @@ AppDelegate::~AppDelegate()
     }
     ownedStatusBarController.reset();
     auxiliaryWindows.reset();
+    serverOutputLog.reset();
     mainAction.reset();
     alertCoordinator.reset();
     ownedHotKeyManager.reset();
@@ -167,7 +169,21 @@ void AppDelegate::applicationDidFinishLaunching()
     // None: the folder dialog.
     auxiliaryWindows->folderChooser = factories.folderChooser;
     auxiliaryWindows->projectOverrides = projectOverrides;
+    serverOutputLog = std::make_unique<ServerOutputLog>();
+    auxiliaryWindows->serverOutputLog = serverOutputLog.get();
+    cancellables.append(
+        connect(serverManager, &ServerManaging::outputStarted, serverOutputLog.get(),
+                [log = serverOutputLog.get()](const Project& project, const QString& command) {
+                    log->begin(project.name, project.folderPath(), command);
+                }));
+    cancellables.append(connect(serverManager, &ServerManaging::outputRead, serverOutputLog.get(),
+                                &ServerOutputLog::append));
     const QPointer<AppDelegate> self(this);
+    alertCoordinator->showServerOutput = [self] {
+        if (self) {
+            self->showServerOutput();
+        }
+    };
     alertCoordinator->openBrowserWindow = [self](QString url) {
         return openBrowserWindowOf(self, std::move(url));
     };
@@ -199,6 +215,28 @@ void AppDelegate::applicationDidFinishLaunching()
         },
         factories.statusBarEnvironment);
     statusBarController = ownedStatusBarController.get();
+    statusBarController->onServerOutputRequested = [self] {
+        if (self) {
+            self->showServerOutput();
+        }
+    };
+    // Shown on a later turn of the event loop: the switch or the menu's start ends first.
+    statusBarController->onServerStartFailed = [self](std::exception_ptr error) {
+        QMetaObject::invokeMethod(
+            self.data(),
+            [self, error] {
+                if (!self || !self->alertCoordinator) {
+                    return;
+                }
+                try {
+                    std::rethrow_exception(error);
+                } catch (const std::exception& failure) {
+                    self->alertCoordinator->showError(failure);
+                } catch (...) {
+                }
+            },
+            Qt::QueuedConnection);
+    };
 
     hotKeyManager->onHotKeyPressed = [self] {
         if (self) {
@@ -352,6 +390,11 @@ void AppDelegate::showOnboarding()
 void AppDelegate::showSettings()
 {
     required(auxiliaryWindows.get(), "window owner")->showSettings();
+}
+
+void AppDelegate::showServerOutput()
+{
+    required(auxiliaryWindows.get(), "window owner")->showServerOutput();
 }
 
 QWidget* AppDelegate::onboardingWindow() const

@@ -27,6 +27,7 @@ class PermissionsManager;
 class ProjectManaging;
 class ProjectOverrides;
 class ServerManaging;
+class ServerOutputLog;
 class SettingsManager;
 class SettingsPopover;
 class SystemSettingsOpener;
@@ -81,6 +82,7 @@ public:
     void showGenericError(const std::exception& error);
     void showOnboarding();
     void showSettings();
+    void showServerOutput();
 
     // Starts the main action on the next turn of the event loop.
     void requestMainAction();
@@ -89,6 +91,8 @@ public:
     SettingsPopover* settingsPopover() const;
     AlertCoordinator* alerts() const { return alertCoordinator.get(); }
     AuxiliaryWindows* windows() const { return auxiliaryWindows.get(); }
+    // The selected project's server output, as the output window shows it.
+    ServerOutputLog* serverOutput() const { return serverOutputLog.get(); }
 
     // Null until launch; owned by the delegate for the life of the process.
     StatusBarController* statusBarController = nullptr;
@@ -123,6 +127,7 @@ private:
     std::unique_ptr<HotKeyManager> ownedHotKeyManager;
     std::unique_ptr<AlertCoordinator> alertCoordinator;
     std::unique_ptr<MainAction> mainAction;
+    std::unique_ptr<ServerOutputLog> serverOutputLog;
     std::unique_ptr<AuxiliaryWindows> auxiliaryWindows;
     std::unique_ptr<StatusBarController> ownedStatusBarController;
 };

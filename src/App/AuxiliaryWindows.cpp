@@ -5,7 +5,9 @@
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
 #include "Utilities/Log.h"
+#include "Utilities/ServerOutputLog.h"
 #include "Views/OnboardingView.h"
+#include "Views/ServerOutputWindow.h"
 #include "Views/SettingsPopover.h"
 #include "Views/SettingsView.h"
 
@@ -57,6 +59,7 @@ AuxiliaryWindows::~AuxiliaryWindows()
 {
     delete onboardingWindow;
     delete settingsPopover;
+    delete serverOutputWindow;
 }
 
 void AuxiliaryWindows::showSettings()
@@ -74,6 +77,23 @@ void AuxiliaryWindows::showSettings()
         anchor = QRect(QCursor::pos(), QSize(1, 1));
     }
     settingsPopover->showRelativeTo(anchor);
+}
+
+void AuxiliaryWindows::showServerOutput()
+{
+    const bool created = !serverOutputWindow;
+    if (created) {
+        serverOutputWindow = new ServerOutputWindow(serverOutputLog);
+    }
+    serverOutputWindow->show();
+    // Centred the first time; afterwards it stays where the user put it.
+    if (QScreen* screen = QGuiApplication::primaryScreen(); created && screen) {
+        QRect frame = serverOutputWindow->frameGeometry();
+        frame.moveCenter(screen->availableGeometry().center());
+        serverOutputWindow->move(frame.topLeft());
+    }
+    serverOutputWindow->raise();
+    serverOutputWindow->activateWindow();
 }
 
 void AuxiliaryWindows::showOnboarding()

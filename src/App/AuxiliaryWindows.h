@@ -16,6 +16,8 @@ class ProjectManaging;
 class ServerManaging;
 class SettingsManager;
 class SettingsPopover;
+class ServerOutputLog;
+class ServerOutputWindow;
 
 // The application's two windows besides the alerts: the first-run onboarding window and the
 // settings popover under the status item.
@@ -37,6 +39,8 @@ public:
     // Opens the onboarding window; finishing it, or closing it with its close button, closes
     // the window and starts polling.
     void showOnboarding();
+    // Shows the server output window (made on first use, then reused) in front.
+    void showServerOutput();
 
     // Geometry of the status item's icon; an empty rectangle when the tray cannot say.
     std::function<QRect()> statusItemGeometry;
@@ -44,9 +48,12 @@ public:
     std::shared_ptr<FolderChooser> folderChooser;
     // The per-project overrides the settings view edits; none leaves them read-only.
     QPointer<ProjectOverrides> projectOverrides;
+    // What the server output window shows.
+    QPointer<ServerOutputLog> serverOutputLog;
 
     QPointer<QWidget> onboardingWindow;
     QPointer<SettingsPopover> settingsPopover;
+    QPointer<ServerOutputWindow> serverOutputWindow;
 
 private:
     void onboardingCompleted();

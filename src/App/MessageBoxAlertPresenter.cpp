@@ -1,6 +1,7 @@
 #include "App/MessageBoxAlertPresenter.h"
 
 #include <QAbstractButton>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QVariant>
@@ -34,6 +35,10 @@ QMessageBox* MessageBoxAlertPresenter::makeMessageBox(const Alert& alert)
     box->setIcon(icon(alert.style));
     box->setText(alert.messageText);
     box->setInformativeText(alert.informativeText);
+    // A server's own lines may look like markup ("at Object.<anonymous>"): shown as written.
+    if (auto* informative = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"))) {
+        informative->setTextFormat(Qt::PlainText);
+    }
 
     if (alert.buttons.isEmpty()) {
         box->setStandardButtons(QMessageBox::Ok);
@@ -42,6 +47,7 @@ QMessageBox* MessageBoxAlertPresenter::makeMessageBox(const Alert& alert)
     // The first button accepts; the others refuse. The button box lays them out in the
     // platform's order; the answer is still their position in the alert.
     QPushButton* last = nullptr;
+    QPushButton* escape = nullptr;
     for (qsizetype index = 0; index < alert.buttons.size(); ++index) {
         last = box->addButton(alert.buttons.at(index),
                               index == 0 ? QMessageBox::AcceptRole : QMessageBox::RejectRole);
@@ -49,9 +55,12 @@ QMessageBox* MessageBoxAlertPresenter::makeMessageBox(const Alert& alert)
         if (index == 0) {
             box->setDefaultButton(last);
         }
+        if (index == alert.escapeButton) {
+            escape = last;
+        }
     }
     if (alert.buttons.size() > 1) {
-        box->setEscapeButton(last);
+        box->setEscapeButton(escape ? escape : last);
     }
     return box;
 }

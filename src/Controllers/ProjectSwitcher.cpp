@@ -116,6 +116,7 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
         Log::line(QStringLiteral("▶️ [StatusBarController] Starting server for %1")
                       .arg(project.name));
         std::optional<QString> startFailure;
+        std::exception_ptr startError;
         // Where the server is to be found: the project's port, or the one learned from it.
         int port = project.port;
         try {
@@ -124,6 +125,7 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
             // Reported at the check below.
         } catch (const std::exception& error) {
             startFailure = errorDescription(error);
+            startError = std::current_exception();
         }
         if (!self) {
             co_return;
@@ -135,9 +137,12 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
             co_return;
         }
         if (startFailure) {
-            // The new project stays selected; nothing is shown to the user.
+            // The new project stays selected; the switch ends here, and the user is told why.
             Log::line(QStringLiteral("❌ [StatusBarController] Failed to start server: %1")
                           .arg(*startFailure));
+            if (onStartFailed) {
+                onStartFailed(startError);
+            }
             co_return;
         }
         Log::line(QStringLiteral("✅ [StatusBarController] Server start command sent"));
@@ -216,7 +221,8 @@ QCoro::Task<> ProjectSwitcher::switchProject(Project project, CancellationToken 
     }
 }
 
-QCoro::Task<> ProjectSwitcher::startSelectedServer()
+QCoro::Task<>
+ProjectSwitcher::startSelectedServer(std::function<void(std::exception_ptr)> onFailure)
 {
     const QPointer<ProjectSwitcher> self(this);
     const TurnQueue::Turn turn = co_await serverOperations.take();
@@ -231,6 +237,10 @@ QCoro::Task<> ProjectSwitcher::startSelectedServer()
     try {
         co_await serverManager->startServer(*project, project->effectiveCommand());
     } catch (const std::exception&) {
-        // The server state, and with it the icon and the server item, shows the outcome.
+        // The server state, and with it the icon and the server item, shows the outcome; the
+        // alert says why.
+        if (onFailure) {
+            onFailure(std::current_exception());
+        }
     }
 }

@@ -9,6 +9,7 @@
 #include <QPointer>
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -55,8 +56,8 @@ public:
     QCoro::Task<> switchProject(Project project, CancellationToken token);
 
     // Starts (or restarts) the selected project's server when no switch's kill or start is under
-    // way; the project is the one selected by then. Failures show in the server status only.
-    QCoro::Task<> startSelectedServer();
+    // way; the project is the one selected by then. A failure goes to `onFailure`.
+    QCoro::Task<> startSelectedServer(std::function<void(std::exception_ptr)> onFailure = {});
 
     // The latest switch; a finished one stays until the next switch replaces it.
     std::optional<SwitchTask> currentSwitchTask;
@@ -67,6 +68,8 @@ public:
 
     // Rebuilds the status menu.
     std::function<void()> rebuildMenu;
+    // The switch's server start failed with this error; the switch has ended.
+    std::function<void(std::exception_ptr)> onStartFailed;
 
 Q_SIGNALS:
     // A switch task has ended, however it ended.

@@ -99,6 +99,11 @@ StatusBarController::StatusBarController(
     projectSwitcher->rebuildMenu = [this]() {
         rebuildMenu();
     };
+    projectSwitcher->onStartFailed = [this](std::exception_ptr error) {
+        if (onServerStartFailed) {
+            onServerStartFailed(error);
+        }
+    };
 
     statusItem = new QSystemTrayIcon(this);
     updateIcon();
@@ -354,6 +359,9 @@ void StatusBarController::performMenuAction(StatusMenuItem::Action action, QActi
     case StatusMenuItem::Action::startServerClicked:
         startServerClicked();
         break;
+    case StatusMenuItem::Action::serverOutputClicked:
+        serverOutputClicked();
+        break;
     case StatusMenuItem::Action::quitClicked:
         quitClicked();
         break;
@@ -408,8 +416,16 @@ void StatusBarController::startServerClicked()
         return;
     }
     // Start and restart alike; what a restart does to a running server is the server
-    // manager's business. It waits for a project switch's kill or start under way.
-    projectSwitcher->startSelectedServer();
+    // manager's business. It waits for a project switch's kill or start under way; a failure
+    // is shown with the server's own lines.
+    projectSwitcher->startSelectedServer(onServerStartFailed);
+}
+
+void StatusBarController::serverOutputClicked()
+{
+    if (onServerOutputRequested) {
+        onServerOutputRequested();
+    }
 }
 
 void StatusBarController::quitClicked()

@@ -15,6 +15,7 @@
 #include <QSystemTrayIcon>
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -83,6 +84,7 @@ public:
     void projectSelected(QAction* sender);
     void rescanProjects();
     void startServerClicked();
+    void serverOutputClicked();
     void quitClicked();
 
     // Where the menu pops up: under the icon (above it when the icon sits in the lower half of
@@ -105,6 +107,10 @@ public:
     HotKeyManager* hotKeyManager = nullptr;
     std::function<void()> onSettingsRequested;
     std::function<void()> onMainActionRequested;
+    // Opens the server output window.
+    std::function<void()> onServerOutputRequested;
+    // A server start from the menu or from a project switch failed with this error.
+    std::function<void(std::exception_ptr)> onServerStartFailed;
     QList<QMetaObject::Connection> cancellables;
 
 private:

@@ -23,6 +23,7 @@ struct StatusMenuItem
         projectSelected,
         rescanProjects,
         startServerClicked,
+        serverOutputClicked,
         quitClicked,
     };
 

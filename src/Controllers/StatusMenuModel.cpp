@@ -137,6 +137,7 @@ QList<StatusMenuItem> StatusMenuModel::build(const StatusMenuState& state)
 
     items.append(StatusMenuItem::separator());
     items.append(serverItem(state.selectedProject, state.status));
+    items.append(makeItem(QStringLiteral("Server Output"), Action::serverOutputClicked));
     items.append(StatusMenuItem::separator());
 
     StatusMenuItem settings = makeItem(QStringLiteral("Settings..."), Action::settingsClicked);

@@ -10,6 +10,8 @@
 #include "Utilities/Cancellation.h"
 #include "Utilities/ChildProcess.h"
 #include "Utilities/Log.h"
+#include "Utilities/NodeDependencies.h"
+#include "Utilities/OutputLines.h"
 
 #include <QCoro/QCoroTimer>
 #include <QDir>
@@ -262,11 +264,21 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command,
     child->setProgram(SystemTools::env());
     child->setArguments(arguments);
     child->setWorkingDirectory(folderPath);
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PATH"), SystemTools::serverSearchPath());
-    child->setProcessEnvironment(environment);
+    child->setProcessEnvironment(serverEnvironment(folderPath));
     detachInput(*child);
     auto* output = new ServerOutput(port, child);
+    const quint64 run = beginOutput(project, arguments.join(QLatin1Char(' ')));
+    // The last lines of this start, for the error when the server ends before it is up; and
+    // every chunk for whoever shows the output.
+    const auto lastLines = std::make_shared<OutputLines>(failureLines, false);
+    connect(output, &ServerOutput::textRead, output,
+            [self, lastLines, run](const QString& text, ServerLogFolder::Channel channel) {
+                const bool isError = channel == ServerLogFolder::Channel::standardError;
+                lastLines->append(text, isError);
+                if (self && self->outputRun == run) {
+                    Q_EMIT self->outputRead(text, isError);
+                }
+            });
     // What the server prints and where its own processes listen tell where it really answers
     // when the project's port stays silent.
     const auto learner = std::make_shared<PortLearner>(port);
@@ -367,8 +379,8 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command,
         }
         if (!isRunning(child)) {
             Log::line(QStringLiteral("❌ [ServerManager] Process crashed before server started"));
-            const ServerError error =
-                ServerError::failedToStart(QStringLiteral("Process crashed during startup"));
+            const ServerError error = ServerError::failedToStart(
+                QStringLiteral("Process crashed during startup"), lastLines->texts());
             Log::line(QStringLiteral("❌ [ServerManager] Failed to start process: %1")
                           .arg(error.errorDescription()));
             setStatus(ServerStatus::stopped);
@@ -419,6 +431,93 @@ QCoro::Task<> ServerManager::abandonStart(QPointer<QProcess> child, qint64 pid)
         runningPid = 0;
     }
     co_await stopChild(child, pid);
+}
+
+quint64 ServerManager::beginOutput(const Project& project, const QString& command)
+{
+    Q_EMIT outputStarted(project, command);
+    return ++outputRun;
+}
+
+QProcessEnvironment ServerManager::serverEnvironment(const QString& folderPath) const
+{
+    if (environmentOverride) {
+        return environmentOverride(folderPath);
+    }
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PATH"), SystemTools::serverSearchPath());
+    return environment;
+}
+
+// --- Dependencies -------------------------------------------------------------------------------
+
+QCoro::Task<> ServerManager::installDependencies(Project project)
+{
+    const QPointer<ServerManager> self(this);
+    const std::chrono::milliseconds limit = installLimit;
+    const FolderAccessScope folderScope(folderAccess, project.path);
+    const QString folderPath = QDir::cleanPath(project.folderPath());
+    const QStringList command = NodeDependencies::installCommand(folderPath);
+    const QString commandText = command.join(QLatin1Char(' '));
+    Log::line(QStringLiteral("📦 [ServerManager] Installing dependencies: %1 in %2")
+                  .arg(commandText, folderPath));
+    const quint64 run = beginOutput(project, commandText);
+
+    const ChildProcess::Owned process = ChildProcess::create();
+    QProcess& install = *process;
+    // Through env like the server itself, so the package manager is found where the server's
+    // tools are.
+    install.setProgram(SystemTools::env());
+    install.setArguments(command);
+    install.setWorkingDirectory(folderPath);
+    install.setProcessEnvironment(serverEnvironment(folderPath));
+    detachInput(install);
+    // Its scripts (postinstall builds) end with it at the deadline.
+    ChildProcess::leadOwnProcessGroup(install);
+
+    const auto lastLines = std::make_shared<OutputLines>(failureLines, false);
+    // Stateful decoders: a pipe read may end inside a character.
+    const auto decoders = std::make_shared<std::pair<QStringDecoder, QStringDecoder>>(
+        QStringDecoder(QStringDecoder::Utf8), QStringDecoder(QStringDecoder::Utf8));
+    const auto read = [self, lastLines, decoders, run, &install](bool isError) {
+        install.setReadChannel(isError ? QProcess::StandardError : QProcess::StandardOutput);
+        const QByteArray data = install.readAll();
+        if (data.isEmpty()) {
+            return;
+        }
+        const QString text = (isError ? decoders->second : decoders->first).decode(data);
+        lastLines->append(text, isError);
+        Log::line(isError ? QStringLiteral("⚠️ [Server Error] %1").arg(text.trimmed())
+                          : QStringLiteral("📝 [Server Output] %1").arg(text.trimmed()));
+        if (self && self->outputRun == run) {
+            Q_EMIT self->outputRead(text, isError);
+        }
+    };
+    connect(&install, &QProcess::readyReadStandardOutput, &install, [read] { read(false); });
+    connect(&install, &QProcess::readyReadStandardError, &install, [read] { read(true); });
+
+    const auto fail = [&commandText](const QString& reason, const QStringList& lines) {
+        Log::line(QStringLiteral("❌ [ServerManager] Failed to install dependencies (%1): %2")
+                      .arg(commandText, reason));
+        return ServerError::failedToStart(reason, lines);
+    };
+    if (!co_await ChildProcess::start(&install)) {
+        throw fail(install.errorString(), {});
+    }
+    const bool finished = co_await ChildProcess::waitForExit(&install, limit);
+    read(false);
+    read(true);
+    if (!finished) {
+        throw fail(
+            QStringLiteral("%1 did not finish within %2 s").arg(commandText, inSeconds(limit)),
+            lastLines->texts());
+    }
+    if (install.exitStatus() != QProcess::NormalExit || install.exitCode() != 0) {
+        const int status = install.exitStatus() == QProcess::NormalExit ? install.exitCode() : -1;
+        throw fail(QStringLiteral("%1 failed (exit status %2)").arg(commandText).arg(status),
+                   lastLines->texts());
+    }
+    Log::line(QStringLiteral("✅ [ServerManager] Dependencies installed (%1)").arg(commandText));
 }
 
 void ServerManager::childEnded(QProcess* process, qint64 pid)

@@ -4,9 +4,11 @@
 #include "Utilities/TurnQueue.h"
 
 #include <QPointer>
+#include <QProcessEnvironment>
 #include <QStringList>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 class FolderAccess;
@@ -32,6 +34,10 @@ public:
     // How long lsof and a kill script may run before they are killed: a stale network or FUSE
     // mount can hang lsof for ever.
     static constexpr std::chrono::milliseconds defaultToolDeadline{10'000};
+    // How many of the last lines a server wrote a failed start reports.
+    static constexpr int failureLines = 12;
+    // How long a dependency install may run: a large project on a slow network takes minutes.
+    static constexpr std::chrono::milliseconds defaultInstallDeadline{600'000};
 
     explicit ServerManager(std::shared_ptr<FolderAccess> folderAccess = nullptr,
                            QObject* parent = nullptr);
@@ -43,6 +49,7 @@ public:
 
     QCoro::Task<int> startServer(Project project, QString command,
                                  CancellationToken cancel = {}) override;
+    QCoro::Task<> installDependencies(Project project) override;
     QCoro::Task<> killServer(int port) override;
     void startPolling(int port) override;
     void updatePollingPort(int port) override;
@@ -53,6 +60,15 @@ public:
     // Updates never overlap: one asked for while another runs follows it. A polling tick that
     // finds one under way is skipped.
     QCoro::Task<> updateStatus();
+
+    // The environment of whatever runs for the project in `folderPath`: the server and its
+    // dependency install.
+    QProcessEnvironment serverEnvironment(const QString& folderPath) const;
+    // Replaces serverEnvironment's own answer when set (tests).
+    std::function<QProcessEnvironment(const QString& folderPath)> environmentOverride;
+
+    std::chrono::milliseconds installDeadline() const { return installLimit; }
+    void setInstallDeadline(std::chrono::milliseconds value) { installLimit = value; }
 
     std::chrono::milliseconds toolDeadline() const { return deadline; }
     void setToolDeadline(std::chrono::milliseconds value) { deadline = value; }
@@ -84,6 +100,9 @@ private:
     void childEnded(QProcess* process, qint64 pid);
     // A start given up by its caller: forgets its child and stops it with its process group.
     QCoro::Task<> abandonStart(QPointer<QProcess> child, qint64 pid);
+    // Announces a new run's output; its number. Output of an earlier run that arrives later
+    // (a replaced server's last words) is not published.
+    quint64 beginOutput(const Project& project, const QString& command);
     void pollingTick();
 
     // Kills whatever listens on `port`: the polite script, then the forceful one if the port is
@@ -97,9 +116,11 @@ private:
     QTimer* timer = nullptr;
     TurnQueue statusUpdates;
     std::chrono::milliseconds deadline = defaultToolDeadline;
+    std::chrono::milliseconds installLimit = defaultInstallDeadline;
     std::chrono::milliseconds interval{pollingIntervalMs};
     // Not owned: a child's QProcess deletes itself once the child has exited, so that a child
     // that is let go of (or outlives the manager) is still reaped.
     QPointer<QProcess> runningProcess;
     qint64 runningPid = 0;
+    quint64 outputRun = 0;
 };

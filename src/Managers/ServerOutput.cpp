@@ -195,6 +195,7 @@ bool ServerOutput::readChunk(Stream& stream)
     if (const std::optional<QString> text = decodeChunk(data)) {
         log(stream.channel, shown(*text));
         Q_EMIT chunkRead(*text);
+        Q_EMIT textRead(QString::fromUtf8(data), stream.channel);
     }
     if (stream.offset < size) {
         return true;

@@ -57,6 +57,8 @@ public:
 Q_SIGNALS:
     // One chunk of either stream as it is logged, before it is shortened for the log.
     void chunkRead(const QString& text);
+    // The same chunk as the server wrote it (not trimmed), with the stream it came from.
+    void textRead(const QString& text, ServerLogFolder::Channel channel);
 
 private:
     struct Stream

@@ -25,6 +25,9 @@ public:
     // throws CancellationError.
     virtual QCoro::Task<int> startServer(Project project, QString command,
                                          CancellationToken cancel = {}) = 0;
+    // Runs the install command of the project's package manager in its folder, in the
+    // environment its server gets. Throws ServerError when it cannot run or fails.
+    virtual QCoro::Task<> installDependencies(Project project) = 0;
     // Never throws.
     virtual QCoro::Task<> killServer(int port) = 0;
     virtual void startPolling(int port) = 0;
@@ -41,4 +44,9 @@ Q_SIGNALS:
     // A started server left the project's port silent and listens on `port` instead, which is
     // now watched.
     void portLearned(const Project& project, int port);
+    // A server start or a dependency install of `project` is about to run `command`; its
+    // output follows through outputRead.
+    void outputStarted(const Project& project, const QString& command);
+    // A chunk of what that command wrote, as it arrived (standard error when `isError`).
+    void outputRead(const QString& text, bool isError);
 };

@@ -26,6 +26,11 @@ public:
     int port = 0;
     QSet<int> listeningPorts;
     std::optional<QString> startFailure;
+    // The last lines a failing start reports.
+    QStringList startFailureLines;
+    std::optional<QString> installFailure;
+    QStringList installFailureLines;
+    Gate* installGate = nullptr;
     // Ports that start answering at their n-th check (1 = the first).
     QMap<int, int> opensAtCheck;
     Gate* killGate = nullptr;
@@ -87,7 +92,7 @@ public:
         }
         startReturnedAt = clock.elapsed();
         if (startFailure) {
-            throw ServerError::failedToStart(*startFailure);
+            throw ServerError::failedToStart(*startFailure, startFailureLines);
         }
         if (learnedPort) {
             port = *learnedPort;
@@ -97,6 +102,15 @@ public:
             onStarted(project);
         }
         co_return learnedPort.value_or(project.port);
+    }
+
+    QCoro::Task<> installDependencies(Project project) override
+    {
+        calls.append(QStringLiteral("installDependencies(%1)").arg(project.name));
+        co_await passGate(installGate);
+        if (installFailure) {
+            throw ServerError::failedToStart(*installFailure, installFailureLines);
+        }
     }
 
     QCoro::Task<> killServer(int port) override

@@ -2,6 +2,7 @@
 
 #include "App/AlertCoordinator.h"
 #include "App/AuxiliaryWindows.h"
+#include "Controllers/ProjectSwitcher.h"
 #include "Controllers/StatusIconRenderer.h"
 #include "HotKey/HotKey.h"
 #include "Managers/HotKeyManager.h"
@@ -12,6 +13,7 @@
 #include "Managers/SettingsManager.h"
 #include "Views/OnboardingView.h"
 #include "Views/ProjectOverridesEditor.h"
+#include "Views/ServerOutputWindow.h"
 #include "Views/SettingsPopover.h"
 #include "Views/SettingsView.h"
 #include "fakes/FakeBrowserManager.h"
@@ -36,6 +38,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSemaphore>
 #include <QSettings>
@@ -1077,4 +1080,83 @@ TEST_F(AppDelegateTest, ClosingOnboardingWithItsCloseButtonStartsPollingThatTheS
         return controller->currentStatusColor() ==
                StatusIconRenderer::statusColor(ServerStatus::stopped);
     }));
+}
+
+// --- failed starts and the server output ---
+
+TEST_F(AppDelegateTest, AFailedSwitchStartIsShownWithItsLinesAndShowOutputOpensTheWindow)
+{
+    completeOnboarding(std::nullopt);
+    launch();
+    const Project a = project(QStringLiteral("a"), 4100, QStringLiteral("/p/a"));
+    const Project b = project(QStringLiteral("b"), 4101, QStringLiteral("/p/b"));
+    fakeProjects->setProjects({a, b});
+    fakeProjects->setSelectedProject(a);
+    server->startFailure = QStringLiteral("Process crashed during startup");
+    server->startFailureLines = {QStringLiteral("sh: 1: vite: not found")};
+    // The server wrote its line before it failed.
+    Q_EMIT server->outputStarted(b, QStringLiteral("npm run dev"));
+    Q_EMIT server->outputRead(QStringLiteral("sh: 1: vite: not found\n"), true);
+    presenter->answers = {1};
+
+    delegate->statusBarController->switcher().projectSelected(b);
+    ASSERT_TRUE(waitUntil([&] { return presenter->shown.size() == 1; }));
+
+    EXPECT_EQ(presenter->shown.first(),
+              AlertCoordinator::startFailureAlert(
+                  QStringLiteral("Failed to start server: Process crashed during startup"),
+                  {QStringLiteral("sh: 1: vite: not found")}));
+    // The switch ended as it always did.
+    EXPECT_TRUE(log.contains(QStringLiteral("❌ [StatusBarController] Failed to start server: "
+                                            "Failed to start server: Process crashed during "
+                                            "startup")));
+    EXPECT_TRUE(browser->calls.isEmpty());
+    ASSERT_TRUE(waitUntil([&] { return delegate->windows()->serverOutputWindow != nullptr; }));
+    ServerOutputWindow* window = delegate->windows()->serverOutputWindow;
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Server Output — b (npm run dev)"));
+    EXPECT_EQ(window->textView()->toPlainText(), QStringLiteral("sh: 1: vite: not found"));
+    window->hide();
+}
+
+TEST_F(AppDelegateTest, AFailedStartFromTheMenuIsShownToo)
+{
+    completeOnboarding(std::nullopt);
+    launch();
+    const Project a = project(QStringLiteral("a"), 4100, QStringLiteral("/p/a"));
+    fakeProjects->setSelectedProject(a);
+    server->startFailure = QStringLiteral("Empty command");
+
+    delegate->statusBarController->startServerClicked();
+    ASSERT_TRUE(waitUntil([&] { return presenter->shown.size() == 1; }));
+    EXPECT_EQ(presenter->shown.first().informativeText,
+              QStringLiteral("Failed to start server: Empty command"));
+    EXPECT_EQ(presenter->shown.first().buttons,
+              (QStringList{QStringLiteral("OK"), QStringLiteral("Show Output")}));
+}
+
+TEST_F(AppDelegateTest, TheMenusServerOutputItemOpensOneWindowFedByTheServerManager)
+{
+    completeOnboarding(std::nullopt);
+    launch();
+    const Project a = project(QStringLiteral("a"), 4100, QStringLiteral("/p/a"));
+    Q_EMIT server->outputStarted(a, QStringLiteral("npm run dev"));
+    Q_EMIT server->outputRead(QStringLiteral("ready in 300 ms\n"), false);
+
+    const QList<QAction*> items = delegate->statusBarController->menu->actions();
+    const auto output = std::find_if(items.cbegin(), items.cend(), [](const QAction* item) {
+        return item->text() == QStringLiteral("Server Output");
+    });
+    ASSERT_NE(output, items.cend());
+    (*output)->trigger();
+    ServerOutputWindow* window = delegate->windows()->serverOutputWindow;
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(window->textView()->toPlainText(), QStringLiteral("ready in 300 ms"));
+
+    Q_EMIT server->outputRead(QStringLiteral("page reloaded\n"), false);
+    EXPECT_EQ(window->textView()->toPlainText(), QStringLiteral("ready in 300 ms\npage reloaded"));
+    delegate->showServerOutput();
+    EXPECT_EQ(delegate->windows()->serverOutputWindow, window);
+    window->hide();
 }

@@ -5,6 +5,7 @@
 #include "support/TestProjects.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
@@ -78,4 +79,36 @@ TEST(MessageBoxAlertPresenterTest, AlertWithoutButtonsGetsThePlatformDefaultOne)
         modal->buttons().first()->click();
     });
     EXPECT_EQ(presenter.runModal(alert), 0);
+}
+
+TEST(MessageBoxAlertPresenterTest, FailedStartAlertEscapesWithOKAndShowsTheServersLinesAsWritten)
+{
+    const Alert alert = AlertCoordinator::startFailureAlert(
+        QStringLiteral("Failed to start server: Process crashed during startup"),
+        {QStringLiteral("<b>not bold</b>"),
+         QStringLiteral("    at Object.<anonymous> (x.js:1:1)")});
+    std::unique_ptr<QMessageBox> box(MessageBoxAlertPresenter::makeMessageBox(alert));
+    EXPECT_EQ(box->defaultButton()->text(), QStringLiteral("OK"));
+    EXPECT_EQ(box->escapeButton()->text(), QStringLiteral("OK"));
+    EXPECT_EQ(box->informativeText(), alert.informativeText);
+    auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
+    ASSERT_NE(label, nullptr);
+    EXPECT_EQ(label->textFormat(), Qt::PlainText);
+
+    MessageBoxAlertPresenter presenter;
+    answerWith(QStringLiteral("Show Output"));
+    EXPECT_EQ(presenter.runModal(alert), 1);
+}
+
+TEST(MessageBoxAlertPresenterTest, DependencyQuestionOffersInstallFirstAndEscapesWithCancel)
+{
+    const Alert alert = AlertCoordinator::startServerAlert(web, true);
+    std::unique_ptr<QMessageBox> box(MessageBoxAlertPresenter::makeMessageBox(alert));
+    ASSERT_EQ(box->buttons().size(), 3);
+    EXPECT_EQ(box->defaultButton()->text(), QStringLiteral("Install and Start"));
+    EXPECT_EQ(box->escapeButton()->text(), QStringLiteral("Cancel"));
+
+    MessageBoxAlertPresenter presenter;
+    answerWith(QStringLiteral("Start Server"));
+    EXPECT_EQ(presenter.runModal(alert), 1);
 }

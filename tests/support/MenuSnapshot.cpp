@@ -23,6 +23,8 @@ QString actionName(StatusMenuItem::Action action)
         return QStringLiteral("rescanProjects");
     case Action::startServerClicked:
         return QStringLiteral("startServerClicked");
+    case Action::serverOutputClicked:
+        return QStringLiteral("serverOutputClicked");
     case Action::quitClicked:
         return QStringLiteral("quitClicked");
     }

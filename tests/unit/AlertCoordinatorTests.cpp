@@ -153,22 +153,66 @@ TEST_F(AlertCoordinatorTest, BrowserOpensWhereTheServerWasFoundWhenItsPortWasLea
               QStringLiteral("Would you like to start web on port 3000?"));
 }
 
-TEST_F(AlertCoordinatorTest, FailedStartShowsTheGenericErrorAndOpensNothing)
+TEST_F(AlertCoordinatorTest, FailedStartShowsTheGenericErrorWithShowOutputAndOpensNothing)
 {
     alerts.serverStartPause = 10ms;
     serverManager.startFailure = QStringLiteral("No start command");
+    int outputShown = 0;
+    alerts.showServerOutput = [&] {
+        ++outputShown;
+    };
     bool ended = false;
     QObject::connect(&alerts, &AlertCoordinator::startServerFlowEnded, [&] { ended = true; });
 
-    presenter->answers = {0};
+    presenter->answers = {0, 0};
     alerts.showStartServerAlert(web);
     ASSERT_TRUE(TestSupport::waitUntil([&] { return ended; }));
     EXPECT_TRUE(opened.isEmpty());
     ASSERT_EQ(presenter->shown.size(), 2);
+    // Nothing was written: no blank line and no lines.
     const Alert expected{QStringLiteral("An error occurred"),
                          QStringLiteral("Failed to start server: No start command"),
                          Alert::Style::warning,
-                         {QStringLiteral("OK")}};
+                         {QStringLiteral("OK"), QStringLiteral("Show Output")},
+                         0};
+    EXPECT_EQ(presenter->shown.at(1), expected);
+    EXPECT_EQ(outputShown, 0);
+}
+
+TEST_F(AlertCoordinatorTest, StartFailureAlertCutsVeryLongLines)
+{
+    const QString longLine(1000, QLatin1Char('x'));
+    const Alert alert = AlertCoordinator::startFailureAlert(
+        QStringLiteral("Failed to start server: Process crashed during startup"),
+        {longLine, QStringLiteral("short")});
+    EXPECT_EQ(alert.informativeText,
+              QStringLiteral("Failed to start server: Process crashed during startup\n\n") +
+                  QString(300, QLatin1Char('x')) + QStringLiteral("…\nshort"));
+}
+
+TEST_F(AlertCoordinatorTest, StartFailureAlertShowsTheLastLinesAfterABlankLine)
+{
+    const ServerError error = ServerError::failedToStart(
+        QStringLiteral("Process crashed during startup"),
+        {QStringLiteral("> web@ dev"), QStringLiteral("sh: 1: vite: not found")});
+    const Alert expected{QStringLiteral("An error occurred"),
+                         QStringLiteral("Failed to start server: Process crashed during startup\n\n"
+                                        "> web@ dev\nsh: 1: vite: not found"),
+                         Alert::Style::warning,
+                         {QStringLiteral("OK"), QStringLiteral("Show Output")},
+                         0};
+    EXPECT_EQ(AlertCoordinator::startFailureAlert(error), expected);
+
+    int outputShown = 0;
+    alerts.showServerOutput = [&] {
+        ++outputShown;
+    };
+    presenter->answers = {0, 1};
+    alerts.showError(error);
+    EXPECT_EQ(outputShown, 0);
+    alerts.showError(error);
+    EXPECT_EQ(outputShown, 1);
+    ASSERT_EQ(presenter->shown.size(), 2);
     EXPECT_EQ(presenter->shown.at(1), expected);
 }
 

@@ -243,6 +243,47 @@ TEST_F(ProjectSwitcherTest, FailedStartEndsTheSwitchAndKeepsTheNewSelection)
     EXPECT_TRUE(browserManager.calls.isEmpty());
 }
 
+TEST_F(ProjectSwitcherTest, FailedStartHandsTheErrorWithItsLinesOnAfterTheLogLine)
+{
+    startWith(a);
+    serverManager.startFailure = QStringLiteral("Process crashed during startup");
+    serverManager.startFailureLines = {QStringLiteral("sh: 1: vite: not found")};
+    QStringList reported;
+    bool endedBeforeReport = true;
+    switcher.onStartFailed = [&](std::exception_ptr error) {
+        endedBeforeReport = log.contains(QStringLiteral(
+            "❌ [StatusBarController] Failed to start server: Failed to start server: Process "
+            "crashed during startup"));
+        try {
+            std::rethrow_exception(error);
+        } catch (const ServerError& failure) {
+            reported.append(failure.errorDescription());
+            reported.append(failure.lastLines());
+        }
+    };
+    switcher.projectSelected(b);
+    ASSERT_TRUE(waitForSwitch());
+
+    EXPECT_EQ(reported,
+              (QStringList{QStringLiteral("Failed to start server: Process crashed during startup"),
+                           QStringLiteral("sh: 1: vite: not found")}));
+    EXPECT_TRUE(endedBeforeReport);
+    EXPECT_TRUE(browserManager.calls.isEmpty());
+}
+
+TEST_F(ProjectSwitcherTest, SuccessfulSwitchReportsNoFailure)
+{
+    startWith(a);
+    serverManager.listeningPorts = {3001};
+    int reports = 0;
+    switcher.onStartFailed = [&](std::exception_ptr) {
+        ++reports;
+    };
+    switcher.projectSelected(b);
+    ASSERT_TRUE(waitForSwitch());
+    EXPECT_EQ(reports, 0);
+}
+
 TEST_F(ProjectSwitcherTest, ServerThatNeverOpensItsPortTimesOutAfterTwentyChecks)
 {
     startWith(a);
