@@ -1,11 +1,13 @@
 #include "Managers/ServerManager.h"
 
 #include "Managers/PortLearner.h"
+#include "Managers/ServerEnvironment.h"
 #include "Managers/ServerLogFolder.h"
 #include "Managers/ServerOutput.h"
 #include "Models/ServerError.h"
 #include "Platform/FolderAccess.h"
 #include "Platform/ListeningPorts.h"
+#include "Platform/ShellEnvironment.h"
 #include "Platform/SystemTools.h"
 #include "Utilities/ChildProcess.h"
 #include "Utilities/Log.h"
@@ -145,6 +147,8 @@ QString killScriptHead(int port, const QString& lsofPath)
 ServerManager::ServerManager(std::shared_ptr<FolderAccess> access, QObject* parent)
     : ServerManaging(parent)
     , folderAccess(access ? std::move(access) : FolderAccess::makeSystemFolderAccess())
+    , environmentSource(
+          std::make_shared<ServerEnvironment>(ShellEnvironment::makeLoginShellEnvironment()))
 {
     new ServerLogFolder(this);
 }
@@ -216,14 +220,17 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     Log::line(QStringLiteral("🚀 [ServerManager] Starting server: %1 in %2")
                   .arg(arguments.join(QLatin1Char(' ')), folderPath));
 
-    // No shell: env looks the first word up on the fixed search path and turns leading
+    const QProcessEnvironment environment = co_await serverEnvironment(folderPath);
+    if (!self) {
+        co_return port;
+    }
+
+    // No shell: env looks the first word up on the server's search path and turns leading
     // NAME=value words into environment assignments.
     QPointer<QProcess> child = new QProcess();
     child->setProgram(SystemTools::env());
     child->setArguments(arguments);
     child->setWorkingDirectory(folderPath);
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PATH"), SystemTools::serverSearchPath());
     child->setProcessEnvironment(environment);
     detachInput(*child);
     auto* output = new ServerOutput(port, child);
@@ -365,6 +372,23 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     }
     co_await updateStatus();
     co_return serverPort;
+}
+
+QCoro::Task<QProcessEnvironment> ServerManager::serverEnvironment(QString folder)
+{
+    // The source outlives the manager while the shell is asked.
+    const std::shared_ptr<ServerEnvironment> source = environmentSource;
+    co_return co_await source->forProject(std::move(folder));
+}
+
+void ServerManager::setShellEnvironment(std::shared_ptr<ShellEnvironment> shell)
+{
+    environmentSource = std::make_shared<ServerEnvironment>(std::move(shell));
+}
+
+void ServerManager::refreshEnvironment()
+{
+    environmentSource->refresh();
 }
 
 void ServerManager::childEnded(QProcess* process, qint64 pid)

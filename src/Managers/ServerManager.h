@@ -11,6 +11,9 @@
 
 class FolderAccess;
 class QProcess;
+class QProcessEnvironment;
+class ServerEnvironment;
+class ShellEnvironment;
 class QTimer;
 
 // Runs the selected project's development server, watches its port and stops whatever holds a
@@ -51,6 +54,13 @@ public:
     void updatePollingPort(int port) override;
     QCoro::Task<bool> checkPort(int port) override;
     void invalidatePollingTimer() override;
+    void refreshEnvironment() override;
+
+    // The environment a server in `folder` gets (what an install command there should get too).
+    // The first call of a run waits for the user's login shell.
+    QCoro::Task<QProcessEnvironment> serverEnvironment(QString folder);
+    // Where the login shell's environment comes from; the user's own login shell by default.
+    void setShellEnvironment(std::shared_ptr<ShellEnvironment> shell);
 
     // The status update: checks `currentPort` and publishes the result, also when unchanged.
     // Updates never overlap: one asked for while another runs follows it. A polling tick that
@@ -93,6 +103,7 @@ private:
     static QCoro::Task<bool> lsofReportsListener(int port, std::chrono::milliseconds deadline);
 
     std::shared_ptr<FolderAccess> folderAccess;
+    std::shared_ptr<ServerEnvironment> environmentSource;
     ServerStatus currentStatus = ServerStatus::unknown;
     int watchedPort = 3000;
     QTimer* timer = nullptr;

@@ -112,4 +112,6 @@ public:
     {
         calls.append(QStringLiteral("invalidatePollingTimer"));
     }
+
+    void refreshEnvironment() override { calls.append(QStringLiteral("refreshEnvironment")); }
 };
