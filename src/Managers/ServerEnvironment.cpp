@@ -22,7 +22,7 @@ bool isShellBookkeeping(const QString& name)
 } // namespace
 
 ServerEnvironment::ServerEnvironment(std::shared_ptr<ShellEnvironment> shell,
-                                     QProcessEnvironment own)
+                                     std::optional<QProcessEnvironment> own)
     : shell(std::move(shell)), own(std::move(own))
 {}
 
@@ -50,36 +50,38 @@ QProcessEnvironment ServerEnvironment::combine(const QProcessEnvironment& own,
     return combined;
 }
 
-QCoro::Task<QProcessEnvironment> ServerEnvironment::base()
+QCoro::Task<std::optional<QProcessEnvironment>> ServerEnvironment::shellAnswer()
 {
     // Kept alive while a shell is asked, whoever owned it.
     const std::shared_ptr<ServerEnvironment> self = shared_from_this();
     const TurnQueue::Turn turn = co_await asking.take();
-    if (!resolved) {
-        const int asked = generation;
-        std::optional<QProcessEnvironment> answer = co_await shell->resolve();
-        const QProcessEnvironment combined = combine(own, answer);
-        if (asked == generation) {
-            resolved = combined;
-        }
-        co_return combined;
+    if (answered) {
+        co_return answer;
     }
-    co_return *resolved;
+    const int asked = generation;
+    std::optional<QProcessEnvironment> fresh = co_await shell->resolve();
+    if (asked == generation) {
+        answered = true;
+        answer = fresh;
+    }
+    co_return fresh;
 }
 
 QCoro::Task<QProcessEnvironment> ServerEnvironment::forProject(QString folder)
 {
     const std::shared_ptr<ServerEnvironment> self = shared_from_this();
-    const QProcessEnvironment environment = co_await base();
-    co_return ProjectToolchains::apply(folder, environment);
+    const std::optional<QProcessEnvironment> fromShell = co_await shellAnswer();
+    co_return ProjectToolchains::apply(
+        folder, combine(own.value_or(QProcessEnvironment::systemEnvironment()), fromShell));
 }
 
 void ServerEnvironment::refresh()
 {
-    const bool hadAnswer = resolved.has_value();
-    resolved.reset();
+    const bool hadAnswer = answered;
+    answered = false;
+    answer.reset();
     ++generation;
     if (hadAnswer) {
-        base();
+        shellAnswer();
     }
 }

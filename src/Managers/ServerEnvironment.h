@@ -17,8 +17,9 @@ class ShellEnvironment;
 class ServerEnvironment : public std::enable_shared_from_this<ServerEnvironment>
 {
 public:
+    // `own` stands for wisp's own environment, which is otherwise read at every start.
     explicit ServerEnvironment(std::shared_ptr<ShellEnvironment> shell,
-                               QProcessEnvironment own = QProcessEnvironment::systemEnvironment());
+                               std::optional<QProcessEnvironment> own = std::nullopt);
 
     // For a server in `folder`. Waits for the shell when it has not answered in this run yet;
     // starts that are asked for meanwhile wait for the same answer.
@@ -35,12 +36,13 @@ public:
                                        const std::optional<QProcessEnvironment>& shell);
 
 private:
-    // The combined environment, asking the shell first when this run has no answer yet.
-    QCoro::Task<QProcessEnvironment> base();
+    // The shell's answer, asking it first when this run has none yet.
+    QCoro::Task<std::optional<QProcessEnvironment>> shellAnswer();
 
     std::shared_ptr<ShellEnvironment> shell;
-    QProcessEnvironment own;
-    std::optional<QProcessEnvironment> resolved;
+    std::optional<QProcessEnvironment> own;
+    bool answered = false;
+    std::optional<QProcessEnvironment> answer;
     // Bumped by every refresh: an answer asked for before it is not kept.
     int generation = 0;
     TurnQueue asking;
