@@ -545,11 +545,12 @@ TEST_F(WispAppTest, AProjectWhoseToolIsOnlyOnTheLoginShellsPathStartsAndOpens)
     portsToClean.append(goPort);
     // Stands in for the Go toolchain: serves the project folder where the project says.
     const QString go = QDir(home).filePath(QStringLiteral("usr-local-go/bin/go"));
-    TestSupport::writeFile(home, QStringLiteral("usr-local-go/bin/go"),
-                           QStringLiteral("#!/bin/sh\nexec /usr/bin/python3 -m http.server %1 "
-                                          "--bind 127.0.0.1\n")
-                               .arg(goPort)
-                               .toUtf8());
+    TestSupport::writeFile(
+        home, QStringLiteral("usr-local-go/bin/go"),
+        QStringLiteral("#!/bin/sh\nexec /usr/bin/python3 -m http.server %1 --protocol HTTP/1.1 "
+                       "--bind 127.0.0.1\n")
+            .arg(goPort)
+            .toUtf8());
     QFile::setPermissions(go, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     for (const QString& directory : QString::fromLocal8Bit(qgetenv("PATH")).split(':')) {
         ASSERT_FALSE(QFileInfo::exists(QDir(directory).filePath(QStringLiteral("go"))))
