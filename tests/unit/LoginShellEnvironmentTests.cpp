@@ -176,6 +176,23 @@ TEST_F(LoginShellEnvironmentTest, ZshReadsItsLoginAndItsInteractiveFiles)
     EXPECT_EQ(environment->value(QStringLiteral("PYENV_ROOT")), inHome(QStringLiteral(".pyenv")));
 }
 
+TEST_F(LoginShellEnvironmentTest, FishReadsItsConfig)
+{
+    const QString fish = systemShell(QStringLiteral("fish"));
+    ASSERT_FALSE(fish.isEmpty()) << "fish is not installed";
+    write(QStringLiteral(".config/fish/config.fish"),
+          "set -gx PATH $HOME/fish-tools $PATH\nset -gx GOPATH $HOME/go\necho hello from fish\n");
+
+    QProcessEnvironment start = startEnvironment(fish);
+    start.insert(QStringLiteral("XDG_CONFIG_HOME"), inHome(QStringLiteral(".config")));
+    LoginShellEnvironment source(start);
+    const auto environment = QCoro::waitFor(source.resolve());
+
+    expectAnswered(fish, environment);
+    EXPECT_EQ(pathOf(environment).first(), inHome(QStringLiteral("fish-tools")));
+    EXPECT_EQ(environment->value(QStringLiteral("GOPATH")), inHome(QStringLiteral("go")));
+}
+
 TEST_F(LoginShellEnvironmentTest, TextThatRcFilesPrintDoesNotMatter)
 {
     write(QStringLiteral(".profile"), R"(echo "Welcome to your shell"
