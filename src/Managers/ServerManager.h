@@ -4,6 +4,7 @@
 #include "Utilities/TurnQueue.h"
 
 #include <QPointer>
+#include <QProcessEnvironment>
 #include <QStringList>
 
 #include <chrono>
@@ -11,10 +12,9 @@
 
 class FolderAccess;
 class QProcess;
-class QProcessEnvironment;
+class QTimer;
 class ServerEnvironment;
 class ShellEnvironment;
-class QTimer;
 
 // Runs the selected project's development server, watches its port and stops whatever holds a
 // port. Lives on the main thread; every wait suspends instead of blocking.
