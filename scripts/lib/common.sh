@@ -9,14 +9,15 @@ WISP_APT_BUILD=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-ba
                 libgl-dev qt6-svg-dev qt6-websockets-dev)
 WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
 # nodejs and npm: the end-to-end tests start a Node project through "npm run dev", which runs with
-# the servers' fixed PATH, so both must live in /usr/bin. The first-run test finds widgets through
-# the accessibility tree (dbus-daemon, at-spi2-core, python3-pyatspi) and keeps screenshots
-# (imagemagick). The packaging tests validate the desktop entries (desktop-file-utils). The tray
-# is also tested under a StatusNotifierItem host and watcher (haskell-gtk-sni-tray-utils,
-# haskell-status-notifier-item-utils).
+# the PATH of a private home's login shell (the system's own directories), so both must live in
+# /usr/bin. zsh and fish: the servers' environment is tested with each as the login shell, besides
+# bash and /bin/sh. The first-run test finds widgets through the accessibility tree (dbus-daemon,
+# at-spi2-core, python3-pyatspi) and keeps screenshots (imagemagick). The packaging tests validate
+# the desktop entries (desktop-file-utils). The tray is also tested under a StatusNotifierItem host
+# and watcher (haskell-gtk-sni-tray-utils, haskell-status-notifier-item-utils).
 WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daemon at-spi2-core
               python3-pyatspi imagemagick desktop-file-utils haskell-gtk-sni-tray-utils
-              haskell-status-notifier-item-utils)
+              haskell-status-notifier-item-utils zsh fish)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
 

@@ -403,6 +403,10 @@ void StatusBarController::projectSelected(QAction* sender)
 
 void StatusBarController::rescanProjects()
 {
+    // Tools installed since the last start count as much as projects added since.
+    if (serverManager) {
+        serverManager->refreshEnvironment();
+    }
     const std::optional<QUrl> folder = settingsManager->projectsFolderURL();
     if (!folder) {
         return;

@@ -1,11 +1,13 @@
 #include "Managers/ServerManager.h"
 
 #include "Managers/PortLearner.h"
+#include "Managers/ServerEnvironment.h"
 #include "Managers/ServerLogFolder.h"
 #include "Managers/ServerOutput.h"
 #include "Models/ServerError.h"
 #include "Platform/FolderAccess.h"
 #include "Platform/ListeningPorts.h"
+#include "Platform/ShellEnvironment.h"
 #include "Platform/SystemTools.h"
 #include "Utilities/Cancellation.h"
 #include "Utilities/ChildProcess.h"
@@ -181,6 +183,8 @@ QString killScriptHead(int port, const QString& lsofPath)
 ServerManager::ServerManager(std::shared_ptr<FolderAccess> access, QObject* parent)
     : ServerManaging(parent)
     , folderAccess(access ? std::move(access) : FolderAccess::makeSystemFolderAccess())
+    , environmentSource(
+          std::make_shared<ServerEnvironment>(ShellEnvironment::makeLoginShellEnvironment()))
 {
     new ServerLogFolder(this);
 }
@@ -258,13 +262,18 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command,
     Log::line(QStringLiteral("🚀 [ServerManager] Starting server: %1 in %2")
                   .arg(arguments.join(QLatin1Char(' ')), folderPath));
 
-    // No shell: env looks the first word up on the fixed search path and turns leading
+    const QProcessEnvironment environment = co_await serverEnvironment(folderPath);
+    if (!self) {
+        co_return port;
+    }
+
+    // No shell: env looks the first word up on the server's search path and turns leading
     // NAME=value words into environment assignments.
     QPointer<QProcess> child = new QProcess();
     child->setProgram(SystemTools::env());
     child->setArguments(arguments);
     child->setWorkingDirectory(folderPath);
-    child->setProcessEnvironment(serverEnvironment(folderPath));
+    child->setProcessEnvironment(environment);
     detachInput(*child);
     auto* output = new ServerOutput(port, child);
     const quint64 run = beginOutput(project, arguments.join(QLatin1Char(' ')));
@@ -439,16 +448,6 @@ quint64 ServerManager::beginOutput(const Project& project, const QString& comman
     return ++outputRun;
 }
 
-QProcessEnvironment ServerManager::serverEnvironment(const QString& folderPath) const
-{
-    if (environmentOverride) {
-        return environmentOverride(folderPath);
-    }
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PATH"), SystemTools::serverSearchPath());
-    return environment;
-}
-
 // --- Dependencies -------------------------------------------------------------------------------
 
 QCoro::Task<> ServerManager::installDependencies(Project project)
@@ -461,6 +460,10 @@ QCoro::Task<> ServerManager::installDependencies(Project project)
     const QString commandText = command.join(QLatin1Char(' '));
     Log::line(QStringLiteral("📦 [ServerManager] Installing dependencies: %1 in %2")
                   .arg(commandText, folderPath));
+    const QProcessEnvironment environment = co_await serverEnvironment(folderPath);
+    if (!self) {
+        co_return;
+    }
     const quint64 run = beginOutput(project, commandText);
 
     const ChildProcess::Owned process = ChildProcess::create();
@@ -470,7 +473,7 @@ QCoro::Task<> ServerManager::installDependencies(Project project)
     install.setProgram(SystemTools::env());
     install.setArguments(command);
     install.setWorkingDirectory(folderPath);
-    install.setProcessEnvironment(serverEnvironment(folderPath));
+    install.setProcessEnvironment(environment);
     detachInput(install);
     // Its scripts (postinstall builds) end with it at the deadline.
     ChildProcess::leadOwnProcessGroup(install);
@@ -518,6 +521,23 @@ QCoro::Task<> ServerManager::installDependencies(Project project)
                    lastLines->texts());
     }
     Log::line(QStringLiteral("✅ [ServerManager] Dependencies installed (%1)").arg(commandText));
+}
+
+QCoro::Task<QProcessEnvironment> ServerManager::serverEnvironment(QString folder)
+{
+    // The source outlives the manager while the shell is asked.
+    const std::shared_ptr<ServerEnvironment> source = environmentSource;
+    co_return co_await source->forProject(std::move(folder));
+}
+
+void ServerManager::setShellEnvironment(std::shared_ptr<ShellEnvironment> shell)
+{
+    environmentSource = std::make_shared<ServerEnvironment>(std::move(shell));
+}
+
+void ServerManager::refreshEnvironment()
+{
+    environmentSource->refresh();
 }
 
 void ServerManager::childEnded(QProcess* process, qint64 pid)

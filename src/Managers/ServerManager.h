@@ -14,6 +14,8 @@
 class FolderAccess;
 class QProcess;
 class QTimer;
+class ServerEnvironment;
+class ShellEnvironment;
 
 // Runs the selected project's development server, watches its port and stops whatever holds a
 // port. Lives on the main thread; every wait suspends instead of blocking.
@@ -55,17 +57,18 @@ public:
     void updatePollingPort(int port) override;
     QCoro::Task<bool> checkPort(int port) override;
     void invalidatePollingTimer() override;
+    void refreshEnvironment() override;
+
+    // The environment a server in `folder` gets (what an install command there should get too).
+    // The first call of a run waits for the user's login shell.
+    QCoro::Task<QProcessEnvironment> serverEnvironment(QString folder);
+    // Where the login shell's environment comes from; the user's own login shell by default.
+    void setShellEnvironment(std::shared_ptr<ShellEnvironment> shell);
 
     // The status update: checks `currentPort` and publishes the result, also when unchanged.
     // Updates never overlap: one asked for while another runs follows it. A polling tick that
     // finds one under way is skipped.
     QCoro::Task<> updateStatus();
-
-    // The environment of whatever runs for the project in `folderPath`: the server and its
-    // dependency install.
-    QProcessEnvironment serverEnvironment(const QString& folderPath) const;
-    // Replaces serverEnvironment's own answer when set (tests).
-    std::function<QProcessEnvironment(const QString& folderPath)> environmentOverride;
 
     std::chrono::milliseconds installDeadline() const { return installLimit; }
     void setInstallDeadline(std::chrono::milliseconds value) { installLimit = value; }
@@ -111,6 +114,7 @@ private:
     static QCoro::Task<bool> lsofReportsListener(int port, std::chrono::milliseconds deadline);
 
     std::shared_ptr<FolderAccess> folderAccess;
+    std::shared_ptr<ServerEnvironment> environmentSource;
     ServerStatus currentStatus = ServerStatus::unknown;
     int watchedPort = 3000;
     QTimer* timer = nullptr;

@@ -22,7 +22,8 @@ struct SystemTools
     // listener: "-w" there. None on macOS.
     static QStringList lsofOptions();
 
-    // The search path a development server gets in place of the inherited PATH.
+    // The directories a development server's PATH always holds, after those of the user's login
+    // shell; its whole PATH when the shell cannot tell.
     static QString serverSearchPath()
     {
         return QStringLiteral("/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin:/opt/homebrew/bin");

@@ -36,6 +36,9 @@ public:
     virtual QCoro::Task<bool> checkPort(int port) = 0;
     // Stops and drops the polling timer (application shut-down).
     virtual void invalidatePollingTimer() = 0;
+    // Asks the user's login shell for its environment again, so that servers find tools
+    // installed since it was last asked.
+    virtual void refreshEnvironment() = 0;
 
 Q_SIGNALS:
     // Emitted on every status update, also when the value did not change.

@@ -1,3 +1,4 @@
+#include "Managers/ProjectOverrides.h"
 #include "Managers/SettingsManager.h"
 #include "Models/Browser.h"
 
@@ -243,6 +244,9 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
             WispProcess::environment(bin.path(), config.path(), temporary.path(), records.path());
         // The development servers it starts ask nothing and send nothing home.
         environment.insert(QStringLiteral("ASTRO_TELEMETRY_DISABLED"), QStringLiteral("1"));
+        if (!home.isEmpty()) {
+            environment.insert(QStringLiteral("HOME"), home);
+        }
         return environment;
     }
 
@@ -341,6 +345,8 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
     QList<int> portsToClean;
     QList<qint64> serverGroups;
     QString npmProjectPath;
+    // wisp's home, when a test gives it one of its own (with rc files for its login shell).
+    QString home;
     std::vector<std::unique_ptr<WispProcess>> wisps;
 };
 
@@ -524,6 +530,55 @@ app.listen(%1, () => console.log('API listening on port %1'));
         return;
     }
     clickStartAndExpectTheBrowserWhereTheServerAnswers("express marker");
+}
+
+TEST_F(WispAppTest, AProjectWhoseToolIsOnlyOnTheLoginShellsPathStartsAndOpens)
+{
+    // A Go project whose "go run ." needs the go that ~/.profile puts on PATH, as Go's
+    // installation instructions say; none of the servers' fixed directories holds one.
+    QTemporaryDir privateHome;
+    home = privateHome.path();
+    TestSupport::writeFile(home, QStringLiteral(".profile"),
+                           "export PATH=$PATH:$HOME/usr-local-go/bin\n");
+    const int goPort = TestSupport::freePort();
+    ASSERT_GT(goPort, 0);
+    portsToClean.append(goPort);
+    // Stands in for the Go toolchain: serves the project folder where the project says.
+    const QString go = QDir(home).filePath(QStringLiteral("usr-local-go/bin/go"));
+    TestSupport::writeFile(
+        home, QStringLiteral("usr-local-go/bin/go"),
+        QStringLiteral("#!/bin/sh\nexec /usr/bin/python3 -m http.server %1 --protocol HTTP/1.1 "
+                       "--bind 127.0.0.1\n")
+            .arg(goPort)
+            .toUtf8());
+    QFile::setPermissions(go, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    for (const QString& directory : QString::fromLocal8Bit(qgetenv("PATH")).split(':')) {
+        ASSERT_FALSE(QFileInfo::exists(QDir(directory).filePath(QStringLiteral("go"))))
+            << "a go on this machine's PATH would make the test prove nothing: "
+            << directory.toStdString();
+    }
+    const QString goProject = QDir(projects.path()).filePath(QStringLiteral("go-app"));
+    TestSupport::writeFile(goProject, QStringLiteral("go.mod"),
+                           "module example.com/goapp\n\ngo 1.22\n");
+    TestSupport::writeFile(goProject, QStringLiteral("index.html"),
+                           "<!doctype html><title>go-app</title><h1>go marker</h1>\n");
+    {
+        SettingsManager settings(std::make_unique<QSettings>(
+            QDir(config.path()).filePath(QStringLiteral("wisp/wisp.conf")), QSettings::IniFormat));
+        settings.setSelectedProjectPath(goProject);
+        ProjectOverrides(&settings).setPort(goProject, goPort);
+    }
+
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("go marker");
+
+    const WispProcess& wisp = *wisps.back();
+    EXPECT_TRUE(wisp.lines.contains(
+        QStringLiteral("🚀 [ServerManager] Starting server: go run . in %1").arg(goProject)))
+        << wisp.log().toStdString();
+    EXPECT_GE(wisp.indexStartingWith(
+                  QStringLiteral("✅ [ShellEnvironment] Login shell /bin/sh answered in ")),
+              0)
+        << wisp.log().toStdString();
 }
 
 TEST(WispAppWithoutDisplay, SaysSoAndExitsWithAnError)

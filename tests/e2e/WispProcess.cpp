@@ -2,6 +2,8 @@
 
 #include "support/TestSupport.h"
 
+#include <QDir>
+
 using TestSupport::waitUntil;
 
 WispProcess::WispProcess(const QProcessEnvironment& environment, const QStringList& arguments)
@@ -33,6 +35,15 @@ QProcessEnvironment WispProcess::environment(const QString& standIns, const QStr
     environment.insert(QStringLiteral("TMPDIR"), temporaryFolder);
     environment.insert(QStringLiteral("XDG_STATE_HOME"), temporaryFolder);
     environment.insert(QStringLiteral("WISP_STANDIN_RECORD_DIR"), records);
+    // The login shell that wisp asks for the servers' environment reads only this home's rc files.
+    const QString home = QDir(temporaryFolder).filePath(QStringLiteral("home"));
+    QDir().mkpath(home);
+    environment.insert(QStringLiteral("HOME"), home);
+    environment.insert(QStringLiteral("SHELL"), QStringLiteral("/bin/sh"));
+    for (const QString& name :
+         {QStringLiteral("ZDOTDIR"), QStringLiteral("ENV"), QStringLiteral("BASH_ENV")}) {
+        environment.remove(name);
+    }
     skipLeakCheck(environment);
     return environment;
 }

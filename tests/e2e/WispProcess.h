@@ -20,7 +20,9 @@ public:
 
     // Where a test's wisp lives apart from any other: the stand-in programs of `standIns` first
     // on PATH, its settings under `configHome`, its state, instance socket and server output
-    // under `temporaryFolder`, and the stand-ins' records in `records`.
+    // under `temporaryFolder`, and the stand-ins' records in `records`. Its home is an empty
+    // folder in `temporaryFolder` and its login shell /bin/sh, so that the servers it starts never
+    // get the environment of the user's own rc files.
     static QProcessEnvironment environment(const QString& standIns, const QString& configHome,
                                            const QString& temporaryFolder, const QString& records);
     // wisp quits with its last status check possibly still waiting for lsof: that check's

@@ -147,6 +147,8 @@ public:
         calls.append(QStringLiteral("invalidatePollingTimer"));
     }
 
+    void refreshEnvironment() override { calls.append(QStringLiteral("refreshEnvironment")); }
+
 private:
     // Counts a start or kill for as long as it runs.
     class Operation

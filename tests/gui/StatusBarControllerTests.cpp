@@ -619,6 +619,24 @@ TEST_F(StatusBarControllerTest, RescanScansTheStoredFolder)
     EXPECT_NE(action(QStringLiteral("web :3000")), nullptr);
 }
 
+TEST_F(StatusBarControllerTest, RescanAsksTheLoginShellAgain)
+{
+    QTemporaryDir folder;
+    // With a custom address and no projects yet, as in the test above.
+    settings->setCustomURL(QStringLiteral("staging.example.com"));
+    make();
+    settings->setProjectsFolder(QUrl::fromLocalFile(folder.path()));
+    projectManager.scanResult = QList<Project>{web};
+    EXPECT_TRUE(serverManager.callsStartingWith(QStringLiteral("refreshEnvironment")).isEmpty());
+    ASSERT_NE(action(QStringLiteral("↻  Rescan Folder")), nullptr);
+
+    action(QStringLiteral("↻  Rescan Folder"))->trigger();
+
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !projectManager.scannedFolders.isEmpty(); }));
+    EXPECT_EQ(serverManager.callsStartingWith(QStringLiteral("refreshEnvironment")),
+              QStringList{QStringLiteral("refreshEnvironment")});
+}
+
 TEST_F(StatusBarControllerTest, ServerItemStartsTheSelectedProjectSilently)
 {
     selectWeb();

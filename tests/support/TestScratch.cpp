@@ -53,6 +53,20 @@ void TestScratch::useAsStateHome()
     qputenv("XDG_STATE_HOME", stateHome.toLocal8Bit());
 }
 
+void TestScratch::useAsHome()
+{
+    if (!folder) {
+        return;
+    }
+    const QString home = folder->filePath(QStringLiteral("home"));
+    QDir().mkpath(home);
+    qputenv("HOME", home.toLocal8Bit());
+    qputenv("SHELL", "/bin/sh");
+    for (const char* name : {"ZDOTDIR", "ENV", "BASH_ENV"}) {
+        qunsetenv(name);
+    }
+}
+
 void TestScratch::provideRuntimeDirectory()
 {
     if (!folder || !qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {

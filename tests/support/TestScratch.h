@@ -18,6 +18,10 @@ public:
     void useAsConfigHome();
     // Points XDG_STATE_HOME (where started servers' output goes) at the folder's state home.
     void useAsStateHome();
+    // Points HOME at an empty folder of its own and SHELL at /bin/sh, without the variables that
+    // name other rc files (ZDOTDIR, ENV, BASH_ENV): a server that a test starts asks that login
+    // shell for its environment, and must never source the user's own rc files.
+    void useAsHome();
     // Without XDG_RUNTIME_DIR Qt makes a runtime folder of its own in the temporary folder and
     // leaves it there; the program's runtime folder is made here instead.
     void provideRuntimeDirectory();

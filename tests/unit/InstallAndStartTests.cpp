@@ -4,6 +4,7 @@
 #include "ServerTestSupport.h"
 #include "fakes/FakeFolderAccess.h"
 #include "fakes/FakeServerManager.h"
+#include "fakes/FakeShellEnvironment.h"
 #include "fakes/PreAnsweredAlertPresenter.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
@@ -239,12 +240,11 @@ protected:
     // Servers and installs find the stand-ins first.
     void useStandIns()
     {
-        manager->environmentOverride = [this](const QString&) {
-            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-            environment.insert(QStringLiteral("PATH"),
-                               standIns.path() + QStringLiteral(":/usr/bin:/bin"));
-            return environment;
-        };
+        // As a login shell would put them on PATH.
+        QProcessEnvironment environment;
+        environment.insert(QStringLiteral("PATH"),
+                           standIns.path() + QStringLiteral(":/usr/bin:/bin"));
+        manager->setShellEnvironment(std::make_shared<FakeShellEnvironment>(environment));
     }
 
     void writeStandIn(const QString& name, const QByteArray& body)

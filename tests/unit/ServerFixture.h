@@ -4,6 +4,7 @@
 
 #include "ServerTestSupport.h"
 #include "fakes/FakeFolderAccess.h"
+#include "fakes/FakeShellEnvironment.h"
 #include "support/LogCapture.h"
 #include "support/TestSupport.h"
 
@@ -26,6 +27,8 @@ protected:
         ASSERT_TRUE(folder.isValid());
         port = TestSupport::freePort();
         manager = std::make_unique<ServerManager>(std::make_shared<FakeFolderAccess>());
+        // No login shell: the tests here pin what servers get without one.
+        manager->setShellEnvironment(std::make_shared<FakeShellEnvironment>());
     }
 
     // killServer refreshes the status of the watched port: watch this test's port, wait for its

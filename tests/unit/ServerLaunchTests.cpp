@@ -3,6 +3,7 @@
 
 #include "ServerTestSupport.h"
 #include "fakes/FakeFolderAccess.h"
+#include "fakes/FakeShellEnvironment.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
@@ -32,6 +33,8 @@ protected:
         ASSERT_TRUE(folder.isValid());
         port = TestSupport::freePort();
         manager = std::make_unique<ServerManager>(access);
+        // No login shell: the tests here pin what servers get without one.
+        manager->setShellEnvironment(std::make_shared<FakeShellEnvironment>());
         QObject::connect(manager.get(), &ServerManaging::statusChanged, manager.get(),
                          [this](ServerStatus status) { statuses.append(status); });
     }

@@ -36,6 +36,8 @@ int main(int argc, char** argv)
     // Server output goes to the state folder: never the user's own.
     scratch.useAsStateHome();
     scratch.provideRuntimeDirectory();
+    // Servers started by tests ask a login shell for its environment: never the user's own.
+    scratch.useAsHome();
 
     QApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("wisp"));
