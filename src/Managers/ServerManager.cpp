@@ -20,6 +20,7 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -290,7 +291,7 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command)
     QSet<int> groupPorts;
     for (int attempt = 1; attempt <= startupAttempts; ++attempt) {
         co_await QCoro::sleepFor(std::chrono::milliseconds(startupAttemptIntervalMs));
-        const bool listening = co_await lsofReportsListener(port, toolDeadline);
+        const bool listening = co_await portHasListener(port, toolDeadline);
         if (!self) {
             co_return port;
         }
@@ -389,7 +390,15 @@ QStringList ServerManager::portQueryArguments(int port)
 
 QCoro::Task<bool> ServerManager::checkPort(int port)
 {
-    return lsofReportsListener(port, deadline);
+    return portHasListener(port, deadline);
+}
+
+QCoro::Task<bool> ServerManager::portHasListener(int port, std::chrono::milliseconds deadline)
+{
+    if (const std::optional<bool> listening = ListeningPorts::listenerOn(port)) {
+        co_return *listening;
+    }
+    co_return co_await lsofReportsListener(port, deadline);
 }
 
 QCoro::Task<bool> ServerManager::lsofReportsListener(int port, std::chrono::milliseconds deadline)
@@ -425,19 +434,32 @@ QCoro::Task<> ServerManager::updateStatus()
     const QPointer<ServerManager> self(this);
     // Held to the end: an update asked for meanwhile checks afresh after this one.
     const TurnQueue::Turn turn = co_await statusUpdates.take();
+    // An update is a task of its own that never ends inside its caller, now that the kernel
+    // can answer at once too.
+    co_await QCoro::sleepFor(std::chrono::milliseconds(0));
     if (!self) {
         co_return;
     }
     const int port = watchedPort;
-    const bool running = co_await lsofReportsListener(port, deadline);
+    const bool running = co_await portHasListener(port, deadline);
     // A manager that went away meanwhile has nobody left to tell.
     if (!self) {
         co_return;
     }
-    Log::line(QStringLiteral("🔍 [ServerManager] Polling port %1: %2")
-                  .arg(port)
-                  .arg(running ? QStringLiteral("RUNNING ✅") : QStringLiteral("STOPPED ❌")));
-    self->setStatus(running ? ServerStatus::running : ServerStatus::stopped);
+    self->publishPoll(port, running);
+}
+
+void ServerManager::publishPoll(int port, bool running)
+{
+    if (pollLine.isEmpty() || pollLinePort != port || pollLineRunning != running) {
+        pollLine = QStringLiteral("🔍 [ServerManager] Polling port %1: %2")
+                       .arg(port)
+                       .arg(running ? QStringLiteral("RUNNING ✅") : QStringLiteral("STOPPED ❌"));
+        pollLinePort = port;
+        pollLineRunning = running;
+    }
+    Log::line(pollLine);
+    setStatus(running ? ServerStatus::running : ServerStatus::stopped);
 }
 
 void ServerManager::startPolling(int port)
@@ -459,6 +481,11 @@ void ServerManager::pollingTick()
     // A slow lsof must not pile up behind itself: the tick finds the update under way and
     // leaves it to publish.
     if (statusUpdates.isBusy()) {
+        return;
+    }
+    // The kernel answers at once, so the usual tick is done here and now, without a task.
+    if (const std::optional<bool> running = ListeningPorts::listenerOn(watchedPort)) {
+        publishPoll(watchedPort, *running);
         return;
     }
     updateStatus();
@@ -564,7 +591,7 @@ QCoro::Task<> ServerManager::killProcessesOnPort(int port, std::chrono::millisec
         co_return;
     }
     co_await QCoro::sleepFor(std::chrono::milliseconds(politeKillWaitMs));
-    if (!co_await lsofReportsListener(port, deadline)) {
+    if (!co_await portHasListener(port, deadline)) {
         Log::line(QStringLiteral("✅ [ServerManager] Successfully terminated process on port %1")
                       .arg(port));
         co_return;
@@ -576,7 +603,7 @@ QCoro::Task<> ServerManager::killProcessesOnPort(int port, std::chrono::millisec
         co_return;
     }
     co_await QCoro::sleepFor(std::chrono::milliseconds(forcefulKillWaitMs));
-    if (co_await lsofReportsListener(port, deadline)) {
+    if (co_await portHasListener(port, deadline)) {
         Log::line(QStringLiteral("❌ [ServerManager] Failed to kill process on port %1").arg(port));
     } else {
         Log::line(QStringLiteral("✅ [ServerManager] Successfully force-killed process on port %1")
