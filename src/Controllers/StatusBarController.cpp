@@ -143,7 +143,12 @@ void StatusBarController::updateIcon()
         return;
     }
     const qreal ratio = qGuiApp ? qGuiApp->devicePixelRatio() : 1.0;
-    QImage image = StatusIconRenderer::render(currentStatusColor(), isDarkAppearance(), ratio);
+    const std::tuple<QColor, bool, qreal> inputs{currentStatusColor(), isDarkAppearance(), ratio};
+    if (lastIconInputs == inputs && !lastIconImage.isNull()) {
+        return;
+    }
+    lastIconInputs = inputs;
+    QImage image = StatusIconRenderer::render(std::get<0>(inputs), std::get<1>(inputs), ratio);
     // Every status poll publishes, mostly the same status: each new icon costs the tray memory
     // that is never given back.
     if (image == lastIconImage) {
@@ -303,8 +308,15 @@ void StatusBarController::updateServerMenuItem()
     if (!item) {
         return;
     }
-    StatusMenuRenderer::apply(item, StatusMenuModel::serverItem(projectManager->selectedProject(),
-                                                                serverManager->status()));
+    // A rebuilt menu has a new item; the same item needs nothing for the status it shows.
+    const ServerStatus status = serverManager->status();
+    if (lastServerItem == item && lastServerItemStatus == status) {
+        return;
+    }
+    StatusMenuRenderer::apply(
+        item, StatusMenuModel::serverItem(projectManager->selectedProject(), status));
+    lastServerItem = item;
+    lastServerItemStatus = status;
 }
 
 StatusMenuModel::ServerActionTitle

@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QJsonValue>
 #include <QPointer>
+#include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
 #include <QtConcurrent/QtConcurrentRun>
 
@@ -171,8 +172,11 @@ QList<Project> ProjectManager::scan(const QString& folderPath, const NameCase& n
     const FolderListing listing = listFolder(base, nameCase);
     // The top-level folders are walked side by side on the pool's threads, each on its own;
     // their projects join in listing order, as one walk would have found them.
+    // A pool of its own: the scan may itself run on a thread of the global pool, which
+    // other work can have filled.
+    QThreadPool pool;
     const QList<QList<Project>> parts = QtConcurrent::blockingMapped<QList<QList<Project>>>(
-        listing.subfolders, [&](const QString& name) {
+        &pool, listing.subfolders, [&](const QString& name) {
             FolderListing one;
             one.readable = listing.readable;
             one.subfolders = QStringList{name};
@@ -239,7 +243,9 @@ ProjectManager::FolderListing ProjectManager::listFolder(const QString& folderPa
     ::closedir(directory);
     // The directory's own order is arbitrary; by name keeps scans reproducible.
     std::sort(listing.subfolders.begin(), listing.subfolders.end());
-    listing.entries = FolderEntries(names, nameCase(folderPath));
+    // An empty folder finds no name under either rule: its file system need not be asked.
+    listing.entries =
+        FolderEntries(names, names.isEmpty() ? Qt::CaseSensitive : nameCase(folderPath));
     return listing;
 }
 
