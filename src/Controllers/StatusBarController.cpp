@@ -191,6 +191,13 @@ void StatusBarController::setupObservers()
 {
     cancellables.append(connect(serverManager, &ServerManaging::statusChanged, this, [this]() {
         updateIcon();
+        // A poll that finds what the one before found has nothing new for the server item (a
+        // rebuilt menu has a new one).
+        const QAction* item =
+            menu ? StatusMenuRenderer::itemWithTag(menu, StatusMenuModel::serverItemTag) : nullptr;
+        if (item && item == lastServerItem && lastServerItemStatus == serverManager->status()) {
+            return;
+        }
         updateServerMenuItem();
     }));
     cancellables.append(connect(projectManager, &ProjectManaging::projectsChanged, this,
@@ -308,11 +315,7 @@ void StatusBarController::updateServerMenuItem()
     if (!item) {
         return;
     }
-    // A rebuilt menu has a new item; the same item needs nothing for the status it shows.
     const ServerStatus status = serverManager->status();
-    if (lastServerItem == item && lastServerItemStatus == status) {
-        return;
-    }
     StatusMenuRenderer::apply(
         item, StatusMenuModel::serverItem(projectManager->selectedProject(), status));
     lastServerItem = item;

@@ -434,19 +434,23 @@ QCoro::Task<> ServerManager::updateStatus()
     const QPointer<ServerManager> self(this);
     // Held to the end: an update asked for meanwhile checks afresh after this one.
     const TurnQueue::Turn turn = co_await statusUpdates.take();
-    // An update is a task of its own that never ends inside its caller, now that the kernel
-    // can answer at once too.
-    co_await QCoro::sleepFor(std::chrono::milliseconds(0));
     if (!self) {
         co_return;
     }
     const int port = watchedPort;
-    const bool running = co_await portHasListener(port, deadline);
+    std::optional<bool> running = ListeningPorts::listenerOn(port);
+    if (running) {
+        // Answered at once, but an update is still a task of its own that never ends inside
+        // its caller.
+        co_await QCoro::sleepFor(std::chrono::milliseconds(0));
+    } else {
+        running = co_await lsofReportsListener(port, deadline);
+    }
     // A manager that went away meanwhile has nobody left to tell.
     if (!self) {
         co_return;
     }
-    self->publishPoll(port, running);
+    self->publishPoll(port, *running);
 }
 
 void ServerManager::publishPoll(int port, bool running)
