@@ -3,7 +3,7 @@
 a real tray (trayer) and a private session bus:
 
   idle    both run side by side, settle, then for IDLE seconds: own CPU (all threads), CPU of
-          reaped children (wisp's lsof runs) and mean resident memory.
+          reaped children (lsof runs, where wisp falls back to them) and mean resident memory.
   launch  RUNS launches of each, interleaved: time from spawn until the icon is viewable in the
           tray (build/bin/wisp-bench-tray-launch). Medians and their ratio.
 
@@ -271,7 +271,7 @@ def main():
             idle = measure_idle(session, binaries, args.idle)
             w_own, w_children, w_rss = idle["wisp"]
             m_own, m_children, m_rss = idle["minimal"]
-            record(f"idle CPU over {args.idle:g} s (ms, lsof children included)",
+            record(f"idle CPU over {args.idle:g} s (ms, children included)",
                    w_own + w_children, m_own + m_children, 1)
             record("idle resident memory (MiB)", w_rss, m_rss, 1)
             print(f"idle for {args.idle:g} s, side by side")

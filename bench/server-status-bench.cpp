@@ -1,7 +1,7 @@
 // Measures ServerManager's status update: `updates N PORT` runs N updates one after another;
 // `idle SECONDS PORT` polls PORT for SECONDS. Prints one line:
 //   <wall ms> <own CPU ms> <children CPU ms> <updates>
-// CPU is user + system time from getrusage; the children are the reaped lsof runs.
+// CPU is user + system time from getrusage; the children are reaped lsof runs, if any.
 #include "Managers/ServerManager.h"
 
 #include <QCoreApplication>

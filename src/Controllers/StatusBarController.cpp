@@ -145,7 +145,12 @@ void StatusBarController::updateIcon()
         return;
     }
     const qreal ratio = qGuiApp ? qGuiApp->devicePixelRatio() : 1.0;
-    QImage image = StatusIconRenderer::render(currentStatusColor(), isDarkAppearance(), ratio);
+    const std::tuple<QColor, bool, qreal> inputs{currentStatusColor(), isDarkAppearance(), ratio};
+    if (lastIconInputs == inputs && !lastIconImage.isNull()) {
+        return;
+    }
+    lastIconInputs = inputs;
+    QImage image = StatusIconRenderer::render(std::get<0>(inputs), std::get<1>(inputs), ratio);
     // Every status poll publishes, mostly the same status: each new icon costs the tray memory
     // that is never given back.
     if (image == lastIconImage) {
@@ -188,6 +193,13 @@ void StatusBarController::setupObservers()
 {
     cancellables.append(connect(serverManager, &ServerManaging::statusChanged, this, [this]() {
         updateIcon();
+        // A poll that finds what the one before found has nothing new for the server item (a
+        // rebuilt menu has a new one).
+        const QAction* item =
+            menu ? StatusMenuRenderer::itemWithTag(menu, StatusMenuModel::serverItemTag) : nullptr;
+        if (item && item == lastServerItem && lastServerItemStatus == serverManager->status()) {
+            return;
+        }
         updateServerMenuItem();
     }));
     cancellables.append(connect(projectManager, &ProjectManaging::projectsChanged, this,
@@ -305,8 +317,11 @@ void StatusBarController::updateServerMenuItem()
     if (!item) {
         return;
     }
-    StatusMenuRenderer::apply(item, StatusMenuModel::serverItem(projectManager->selectedProject(),
-                                                                serverManager->status()));
+    const ServerStatus status = serverManager->status();
+    StatusMenuRenderer::apply(
+        item, StatusMenuModel::serverItem(projectManager->selectedProject(), status));
+    lastServerItem = item;
+    lastServerItemStatus = status;
 }
 
 StatusMenuModel::ServerActionTitle

@@ -19,6 +19,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 // Seams for tests; the defaults are the steady clock, main-loop timers, the real waits of a
 // project switch and QCoreApplication::quit.
@@ -123,6 +124,11 @@ private:
     AppearanceWatcher* appearanceWatcher = nullptr;
     std::function<void()> quit;
     QImage lastIconImage;
+    // What the last icon was drawn from, and the server item with the status it last showed: a
+    // poll that publishes the same status draws and builds nothing.
+    std::optional<std::tuple<QColor, bool, qreal>> lastIconInputs;
+    QPointer<QAction> lastServerItem;
+    std::optional<ServerStatus> lastServerItemStatus;
     // Each icon drawn so far, by its image: the tray keeps what it paints of every new icon, so
     // a status it has shown before gets the same icon again.
     QList<std::pair<QImage, QIcon>> drawnIcons;

@@ -9,13 +9,19 @@
 #include <QCollator>
 #include <QCoro/QCoroFuture>
 #include <QDir>
-#include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonValue>
 #include <QPointer>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentMap>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -193,8 +199,25 @@ QList<Project> ProjectManager::scan(const QString& folderPath)
 QList<Project> ProjectManager::scan(const QString& folderPath, const NameCase& nameCase)
 {
     const QString base = cleanFolderPath(folderPath);
+    const FolderListing listing = listFolder(base, nameCase);
+    // The top-level folders are walked side by side on the pool's threads, each on its own;
+    // their projects join in listing order, as one walk would have found them.
+    // A pool of its own: the scan may itself run on a thread of the global pool, which
+    // other work can have filled.
+    QThreadPool pool;
+    const QList<QList<Project>> parts = QtConcurrent::blockingMapped<QList<QList<Project>>>(
+        &pool, listing.subfolders, [&](const QString& name) {
+            FolderListing one;
+            one.readable = listing.readable;
+            one.subfolders = QStringList{name};
+            QList<Project> found;
+            scanListedFolder(base, one, 0, found, base, std::nullopt, nameCase);
+            return found;
+        });
     QList<Project> projects;
-    scanListedFolder(base, listFolder(base, nameCase), 0, projects, base, std::nullopt, nameCase);
+    for (const QList<Project>& part : parts) {
+        projects.append(part);
+    }
     keepRunnableSubprojects(projects);
     sortByName(projects);
     return projects;
@@ -216,26 +239,43 @@ ProjectManager::FolderListing ProjectManager::listFolder(const QString& folderPa
                                                          const NameCase& nameCase)
 {
     FolderListing listing;
-    if (!QDir(folderPath).isReadable()) {
+    // The entry types as the directory itself gives them: no look-up per entry, which is most
+    // of what a scan costs.
+    DIR* directory = ::opendir(QFile::encodeName(folderPath).constData());
+    if (!directory) {
         return listing;
     }
     listing.readable = true;
     QStringList names;
-    QDirIterator entries(folderPath,
-                         QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    while (entries.hasNext()) {
-        entries.next();
-        const QFileInfo entry = entries.fileInfo();
-        names.append(entry.fileName());
+    while (const dirent* entry = ::readdir(directory)) {
+        const char* rawName = entry->d_name;
+        if (rawName[0] == '.' &&
+            (rawName[1] == '\0' || (rawName[1] == '.' && rawName[2] == '\0'))) {
+            continue;
+        }
+        const QString name = QFile::decodeName(rawName);
+        names.append(name);
         // A symbolic link is never a folder here, so a link back to a parent cannot make the
-        // walk loop or multiply. (Checked first: isDir() would follow the link.)
-        if (!entry.isSymLink() && !entry.isHidden() && entry.isDir()) {
-            listing.subfolders.append(entry.fileName());
+        // walk loop or multiply.
+        bool isFolder = entry->d_type == DT_DIR;
+        if (entry->d_type == DT_UNKNOWN) {
+            struct stat info
+            {};
+            isFolder = ::fstatat(::dirfd(directory), rawName, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+                       S_ISDIR(info.st_mode);
+        }
+        // Hidden: a leading dot, and wherever the platform has one, the file's hidden flag.
+        if (isFolder && rawName[0] != '.' &&
+            !QFileInfo(folderPath + QLatin1Char('/') + name).isHidden()) {
+            listing.subfolders.append(name);
         }
     }
+    ::closedir(directory);
     // The directory's own order is arbitrary; by name keeps scans reproducible.
     std::sort(listing.subfolders.begin(), listing.subfolders.end());
-    listing.entries = FolderEntries(names, nameCase(folderPath));
+    // An empty folder finds no name under either rule: its file system need not be asked.
+    listing.entries =
+        FolderEntries(names, names.isEmpty() ? Qt::CaseSensitive : nameCase(folderPath));
     return listing;
 }
 

@@ -25,6 +25,7 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -360,7 +361,7 @@ QCoro::Task<int> ServerManager::startServer(Project project, QString command,
         }
         bool listening = false;
         if (!interrupted) {
-            listening = co_await lsofReportsListener(port, toolDeadline);
+            listening = co_await portHasListener(port, toolDeadline);
             if (!self) {
                 co_return port;
             }
@@ -562,7 +563,15 @@ QStringList ServerManager::portQueryArguments(int port)
 
 QCoro::Task<bool> ServerManager::checkPort(int port)
 {
-    return lsofReportsListener(port, deadline);
+    return portHasListener(port, deadline);
+}
+
+QCoro::Task<bool> ServerManager::portHasListener(int port, std::chrono::milliseconds deadline)
+{
+    if (const std::optional<bool> listening = ListeningPorts::listenerOn(port)) {
+        co_return *listening;
+    }
+    co_return co_await lsofReportsListener(port, deadline);
 }
 
 QCoro::Task<bool> ServerManager::lsofReportsListener(int port, std::chrono::milliseconds deadline)
@@ -602,15 +611,32 @@ QCoro::Task<> ServerManager::updateStatus()
         co_return;
     }
     const int port = watchedPort;
-    const bool running = co_await lsofReportsListener(port, deadline);
+    std::optional<bool> running = ListeningPorts::listenerOn(port);
+    if (running) {
+        // Answered at once, but an update is still a task of its own that never ends inside
+        // its caller.
+        co_await QCoro::sleepFor(std::chrono::milliseconds(0));
+    } else {
+        running = co_await lsofReportsListener(port, deadline);
+    }
     // A manager that went away meanwhile has nobody left to tell.
     if (!self) {
         co_return;
     }
-    Log::line(QStringLiteral("🔍 [ServerManager] Polling port %1: %2")
-                  .arg(port)
-                  .arg(running ? QStringLiteral("RUNNING ✅") : QStringLiteral("STOPPED ❌")));
-    self->setStatus(running ? ServerStatus::running : ServerStatus::stopped);
+    self->publishPoll(port, *running);
+}
+
+void ServerManager::publishPoll(int port, bool running)
+{
+    if (pollLine.isEmpty() || pollLinePort != port || pollLineRunning != running) {
+        pollLine = QStringLiteral("🔍 [ServerManager] Polling port %1: %2")
+                       .arg(port)
+                       .arg(running ? QStringLiteral("RUNNING ✅") : QStringLiteral("STOPPED ❌"));
+        pollLinePort = port;
+        pollLineRunning = running;
+    }
+    Log::line(pollLine);
+    setStatus(running ? ServerStatus::running : ServerStatus::stopped);
 }
 
 void ServerManager::startPolling(int port)
@@ -632,6 +658,11 @@ void ServerManager::pollingTick()
     // A slow lsof must not pile up behind itself: the tick finds the update under way and
     // leaves it to publish.
     if (statusUpdates.isBusy()) {
+        return;
+    }
+    // The kernel answers at once, so the usual tick is done here and now, without a task.
+    if (const std::optional<bool> running = ListeningPorts::listenerOn(watchedPort)) {
+        publishPoll(watchedPort, *running);
         return;
     }
     updateStatus();
@@ -729,7 +760,7 @@ QCoro::Task<> ServerManager::killProcessesOnPort(int port, std::chrono::millisec
         co_return;
     }
     co_await QCoro::sleepFor(std::chrono::milliseconds(politeKillWaitMs));
-    if (!co_await lsofReportsListener(port, deadline)) {
+    if (!co_await portHasListener(port, deadline)) {
         Log::line(QStringLiteral("✅ [ServerManager] Successfully terminated process on port %1")
                       .arg(port));
         co_return;
@@ -741,7 +772,7 @@ QCoro::Task<> ServerManager::killProcessesOnPort(int port, std::chrono::millisec
         co_return;
     }
     co_await QCoro::sleepFor(std::chrono::milliseconds(forcefulKillWaitMs));
-    if (co_await lsofReportsListener(port, deadline)) {
+    if (co_await portHasListener(port, deadline)) {
         Log::line(QStringLiteral("❌ [ServerManager] Failed to kill process on port %1").arg(port));
     } else {
         Log::line(QStringLiteral("✅ [ServerManager] Successfully force-killed process on port %1")

@@ -111,7 +111,11 @@ private:
     // Kills whatever listens on `port`: the polite script, then the forceful one if the port is
     // still in use. Never throws; every outcome is a log line.
     static QCoro::Task<> killProcessesOnPort(int port, std::chrono::milliseconds deadline);
+    // The port check: the kernel's socket table read inside wisp, lsof where it cannot be read.
+    static QCoro::Task<bool> portHasListener(int port, std::chrono::milliseconds deadline);
     static QCoro::Task<bool> lsofReportsListener(int port, std::chrono::milliseconds deadline);
+    // Logs the status update's line and publishes its answer.
+    void publishPoll(int port, bool running);
 
     std::shared_ptr<FolderAccess> folderAccess;
     std::shared_ptr<ServerEnvironment> environmentSource;
@@ -127,4 +131,8 @@ private:
     QPointer<QProcess> runningProcess;
     qint64 runningPid = 0;
     quint64 outputRun = 0;
+    // The last status update's line, kept: a poll that finds what the one before found reuses it.
+    QString pollLine;
+    int pollLinePort = 0;
+    bool pollLineRunning = false;
 };

@@ -5,6 +5,7 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <cerrno>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,16 +26,30 @@ std::optional<QByteArray> ProjectFiles::read(const QString& path)
         ::close(fd);
         return std::nullopt;
     }
-    QFile file;
-    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
-        return std::nullopt;
-    }
+    // Read straight from the descriptor: a scan reads a file or two per project.
     // One byte past the size fstat saw tells a file that grew past the limit meanwhile.
-    QByteArray data = file.read(std::min<qint64>(info.st_size, maxFileSize) + 1);
-    if (data.size() > maxFileSize || file.error() != QFileDevice::NoError) {
+    const qint64 wanted = std::min<qint64>(info.st_size, maxFileSize) + 1;
+    QByteArray data(wanted, Qt::Uninitialized);
+    qint64 size = 0;
+    while (size < wanted) {
+        const ssize_t got = ::read(fd, data.data() + size, static_cast<size_t>(wanted - size));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (got == 0) {
+            break;
+        }
+        size += got;
+    }
+    ::close(fd);
+    if (size > maxFileSize) {
         return std::nullopt;
     }
+    data.truncate(size);
     return data;
 }
 

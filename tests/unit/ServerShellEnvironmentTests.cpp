@@ -16,6 +16,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 // Servers started with the environment of a private home's login shell and the project's own
 // toolchains: real shells, real servers.
 using namespace ServerTests;
@@ -146,9 +148,13 @@ TEST_F(ServerShellEnvironmentTest, AShellThatHangsDelaysTheStartOnlyUntilItsDead
         << log.lines().join('\n').toStdString();
     EXPECT_TRUE(waitUntil(
         [&] {
-            return log.contains(
-                QStringLiteral("📝 [Server Output] PATH=/usr/local/bin:/usr/bin:/bin:"
-                               "/usr/sbin:/sbin:/opt/homebrew/bin"));
+            // The server's next line may come in the same chunk, and so in the same log line.
+            const QString path = QStringLiteral("📝 [Server Output] PATH=/usr/local/bin:/usr/bin:"
+                                                "/bin:/usr/sbin:/sbin:/opt/homebrew/bin");
+            const QStringList lines = log.linesStartingWith(path);
+            return std::any_of(lines.cbegin(), lines.cend(), [&](const QString& line) {
+                return line == path || line.startsWith(path + QLatin1Char('\n'));
+            });
         },
         10s))
         << log.lines().join('\n').toStdString();

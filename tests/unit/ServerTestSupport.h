@@ -5,6 +5,7 @@
 
 #include "Managers/ServerManager.h"
 #include "Models/ServerError.h"
+#include "Platform/ListeningPorts.h"
 #include "Platform/SystemTools.h"
 #include "support/TestSupport.h"
 
@@ -316,23 +317,28 @@ inline QList<qint64> processesRunning(const QStringList& arguments)
     return found;
 }
 
-// Makes SystemTools::lsof() answer `path` while it exists, and restores what it answered before.
+// Makes SystemTools::lsof() answer `path` while it exists, with the port checks left to that
+// lsof instead of the kernel's socket table, and restores both afterwards.
 class ScopedLsof
 {
 public:
-    explicit ScopedLsof(const QString& path) : previous(SystemTools::lsof())
+    explicit ScopedLsof(const QString& path)
+        : previous(SystemTools::lsof()), previousKernel(ListeningPorts::readingKernel())
     {
         SystemTools::setLsof(path);
+        ListeningPorts::setReadingKernel(false);
     }
     ~ScopedLsof()
     {
         SystemTools::setLsof(previous == SystemTools::defaultLsof() ? QString() : previous);
+        ListeningPorts::setReadingKernel(previousKernel);
     }
     ScopedLsof(const ScopedLsof&) = delete;
     ScopedLsof& operator=(const ScopedLsof&) = delete;
 
 private:
     QString previous;
+    bool previousKernel;
 };
 
 // An lsof that never answers, as one stuck on a dead network mount: it counts its launches in a

@@ -1,17 +1,19 @@
 #include "Platform/ListeningPorts.h"
 
+#include "Platform/LsofListeningPorts.h"
+#include "Platform/SystemTools.h"
+#include "Platform/linux/TcpSocketTable.h"
+
 #include <QCoro/QCoroFuture>
 #include <QDir>
 #include <QFile>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <climits>
+#include <optional>
 #include <unistd.h>
 
 namespace {
-
-// The kernel's state number of a listening TCP socket in /proc/net/tcp.
-constexpr int listenState = 0x0A;
 
 QByteArray readSmallFile(const QString& path)
 {
@@ -66,13 +68,15 @@ void addSocketInodes(const QString& folder, QSet<quint64>& inodes)
     }
 }
 
-// Listening entries of a /proc/net/tcp table whose socket is one of `inodes`:
+// Listening entries of a TCP socket table whose socket is one of `inodes`:
 // "sl local_address rem_address st tx_queue:rx_queue tr:when retrnsmt uid timeout inode ...".
-void addListeningPorts(const QString& table, const QSet<quint64>& inodes, QSet<int>& ports)
+// False when the table cannot be read; a missing IPv6 table lists nothing.
+bool addListeningPorts(const QByteArray& table, bool optional, const QSet<quint64>& inodes,
+                       QSet<int>& ports)
 {
-    QFile file(table);
+    QFile file(QFile::decodeName(table));
     if (!file.open(QIODevice::ReadOnly)) {
-        return;
+        return optional && !file.exists();
     }
     const QList<QByteArray> lines = file.readAll().split('\n');
     for (qsizetype index = 1; index < lines.size(); ++index) {
@@ -81,7 +85,7 @@ void addListeningPorts(const QString& table, const QSet<quint64>& inodes, QSet<i
             continue;
         }
         bool numeric = false;
-        if (fields.at(3).toInt(&numeric, 16) != listenState || !numeric) {
+        if (fields.at(3).toInt(&numeric, 16) != TcpSocketTable::listenState || !numeric) {
             continue;
         }
         const quint64 inode = fields.at(9).toULongLong(&numeric);
@@ -94,11 +98,13 @@ void addListeningPorts(const QString& table, const QSet<quint64>& inodes, QSet<i
             ports.insert(port);
         }
     }
+    return true;
 }
 
 // Read from /proc without starting a tool: the group's members, their socket inodes, and the
-// listening entries of the TCP tables that carry those inodes.
-QSet<int> listeningPortsOfGroup(qint64 group)
+// listening entries of the TCP tables that carry those inodes. Nullopt when the tables cannot
+// be read.
+std::optional<QSet<int>> listeningPortsOfGroup(qint64 group)
 {
     QSet<int> ports;
     if (group <= 0) {
@@ -121,16 +127,41 @@ QSet<int> listeningPortsOfGroup(qint64 group)
     if (inodes.isEmpty()) {
         return ports;
     }
-    addListeningPorts(QStringLiteral("/proc/net/tcp"), inodes, ports);
-    addListeningPorts(QStringLiteral("/proc/net/tcp6"), inodes, ports);
+    if (!addListeningPorts(TcpSocketTable::ipv4Path(), false, inodes, ports) ||
+        !addListeningPorts(TcpSocketTable::ipv6Path(), true, inodes, ports)) {
+        return std::nullopt;
+    }
     return ports;
 }
 
 } // namespace
 
+std::optional<bool> ListeningPorts::listenerOn(int port)
+{
+    // lsof's own answer settles what a port number outside TCP's range means.
+    if (!readingKernel() || port < 1 || port > 65535) {
+        return std::nullopt;
+    }
+    QString failure;
+    const std::optional<bool> answer = TcpSocketTable::hasListener(port, &failure);
+    if (!answer) {
+        noteUnreadable(failure);
+    }
+    return answer;
+}
+
 // A walk over every process of the machine: done on a worker thread, off the main one.
 QCoro::Task<QSet<int>> ListeningPorts::ofProcessGroup(qint64 group,
-                                                      std::chrono::milliseconds /*deadline*/)
+                                                      std::chrono::milliseconds deadline)
 {
-    co_return co_await QtConcurrent::run([group] { return listeningPortsOfGroup(group); });
+    // The future is a named local: gcc 12 destroys temporaries of a co_await twice.
+    QFuture<std::optional<QSet<int>>> walking =
+        QtConcurrent::run([group] { return listeningPortsOfGroup(group); });
+    const std::optional<QSet<int>> ports = co_await walking;
+    if (ports) {
+        co_return *ports;
+    }
+    noteUnreadable(QFile::decodeName(TcpSocketTable::ipv4Path()) + QStringLiteral(" or ") +
+                   QFile::decodeName(TcpSocketTable::ipv6Path()));
+    co_return co_await LsofListeningPorts::ofProcessGroup(SystemTools::lsof(), group, deadline);
 }
