@@ -16,7 +16,13 @@ WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
 # haskell-status-notifier-item-utils).
 WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daemon at-spi2-core
               python3-pyatspi imagemagick desktop-file-utils haskell-gtk-sni-tray-utils
-              haskell-status-notifier-item-utils)
+              haskell-status-notifier-item-utils python3-yaml)
+# The sanitized build and the fuzz targets are built by Clang, the compiler the Mac uses: its
+# sanitizer and libFuzzer runtimes, and libc++ for the compile-only pass of the portable sources
+# against the Mac's standard library.
+WISP_CLANG_VERSION=19
+WISP_APT_SANITIZE=(clang-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev)
+WISP_APT_FUZZ=(clang-19 libclang-rt-19-dev)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
 
@@ -100,11 +106,37 @@ install_dependencies() {
             build) packages+=("${WISP_APT_BUILD[@]}") ;;
             run) packages+=("${WISP_APT_RUN[@]}") ;;
             test) packages+=("${WISP_APT_TEST[@]}") ;;
+            sanitize) packages+=("${WISP_APT_SANITIZE[@]}") ;;
+            fuzz) packages+=("${WISP_APT_FUZZ[@]}") ;;
             esac
         done
         apt_install_missing "${packages[@]}"
         ;;
     esac
+}
+
+# use_clang BUILD_DIR: the next configuration of BUILD_DIR uses Clang (Debian's clang-19 on
+# Linux, the system's on macOS), through ccache when it is there. A build folder configured with
+# another compiler is configured afresh, since CMake keeps the compiler it first found.
+use_clang() {
+    local build_dir="$1" cc=clang cxx=clang++
+    if [ "$(uname -s)" = Linux ]; then
+        cc="clang-$WISP_CLANG_VERSION"
+        cxx="clang++-$WISP_CLANG_VERSION"
+    fi
+    if ! command -v "$cxx" >/dev/null 2>&1; then
+        say "wisp: $cxx is missing (install ${WISP_APT_SANITIZE[*]})"
+        return 1
+    fi
+    export CC="$cc" CXX="$cxx"
+    if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null 2>&1; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    fi
+    if [ -f "$build_dir/CMakeCache.txt" ] &&
+        ! grep -q "^CMAKE_CXX_COMPILER:[A-Z]*=\(.*/\)\?$cxx\$" "$build_dir/CMakeCache.txt"; then
+        say "wisp: $build_dir was configured with another compiler; configuring it afresh with $cxx"
+        rm -rf "$build_dir"
+    fi
 }
 
 # build_wisp BUILD_DIR [extra cmake arguments...]
