@@ -139,6 +139,15 @@ use_clang() {
     fi
 }
 
+# report_compiled_files BUILD_DIR: one line naming the compiler and how many files it compiled.
+report_compiled_files() {
+    local build_dir="$1" compiler count
+    compiler="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build_dir/CMakeCache.txt")"
+    count="$(python3 -c 'import json, sys; print(len({e["file"] for e in json.load(open(sys.argv[1]))}))' \
+        "$build_dir/compile_commands.json" 2>/dev/null || echo "?")"
+    say "wisp: $(basename "$compiler") compiled the whole tree in $(basename "$build_dir"): $count files"
+}
+
 # build_wisp BUILD_DIR [extra cmake arguments...]
 build_wisp() {
     local build_dir="$1"
