@@ -12,8 +12,8 @@ NSString* const probeAddress = @"http://example.com";
 // Asks the workspace (AppKit) for an application by bundle identifier and for the default
 // handler of http addresses. Both are called from worker threads, so only the workspace's look-ups
 // that Apple documents as safe from any thread are used: URLForApplicationWithBundleIdentifier:
-// (not URLsForApplicationsWithBundleIdentifier:, which has no such promise) and
-// URLForApplicationToOpenURL:. Launch Services' C look-ups for the same are deprecated since
+// (not the look-up of every application with the identifier, which has no such promise) and
+// URLForApplicationToOpenURL: (cmake/checks/PlatformSourcesCheck.cmake holds to it). Launch Services' C look-ups for the same are deprecated since
 // macOS 12, which is why this adapter is Objective-C++. Objects come autoreleased; the pools
 // release them before returning.
 class MacBrowserLocator final : public BrowserLocator
