@@ -1,7 +1,7 @@
 # Prints, one a line, the sources that the macOS build compiles from the folders both platforms
 # share: the application's layers and main.cpp, the tools, the test support and the unit and GUI
 # test folders with their macOS parts, taken from the same lists the build reads
-# (cmake/WispSources.cmake). scripts/check-libcxx compiles those of them that this build
+# (cmake/WispSources.cmake). scripts/check-clang compiles those of them that this build
 # compiles too, against libc++; the rest (src/Platform/macos, src/HotKey/carbon, the tests'
 # macos folders) need Apple's SDK.
 #

@@ -139,6 +139,26 @@ use_clang() {
     fi
 }
 
+# use_sanitize_compiler BUILD_DIR [clang]: the compiler of the sanitized build. "clang" is
+# clang-19; anything else the system's default (GCC). Debian's libqcoro6core is built by GCC, and
+# a Clang-built wisp that awaits one of its compiled coroutines (a QProcess's end, for one)
+# crashes inside it, so Clang builds the sanitized tree only where QCoro is Clang-built too
+# (fetched by CMake, or on a Mac). A folder configured with the other compiler is configured
+# afresh.
+use_sanitize_compiler() {
+    local build_dir="$1" choice="${2:-}"
+    if [ "$choice" = clang ]; then
+        install_dependencies sanitize
+        use_clang "$build_dir"
+        return
+    fi
+    if [ -f "$build_dir/CMakeCache.txt" ] &&
+        grep -q '^CMAKE_CXX_COMPILER:[A-Z]*=.*clang' "$build_dir/CMakeCache.txt"; then
+        say "wisp: $build_dir was configured with Clang; configuring it afresh with the default compiler"
+        rm -rf "$build_dir"
+    fi
+}
+
 # report_compiled_files BUILD_DIR: one line naming the compiler and how many files it compiled.
 report_compiled_files() {
     local build_dir="$1" compiler count
