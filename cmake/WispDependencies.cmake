@@ -1,5 +1,6 @@
 # Qt 6 and QCoro. On macOS both come from Homebrew when present; QCoro is fetched at
-# configure time when it is not installed. On Debian both come from apt.
+# configure time when it is not installed (v0.11.0 or later: earlier task headers miss an include
+# that current Clang needs). On Debian both come from apt.
 if(APPLE)
     foreach(formula qt qt@6)
         execute_process(COMMAND brew --prefix ${formula}
@@ -13,6 +14,9 @@ if(APPLE)
 endif()
 
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Concurrent Svg)
+if(APPLE)
+    wisp_apply_deployment_target(${Qt6_VERSION})
+endif()
 
 find_package(QCoro6 QUIET COMPONENTS Core Network)
 if(NOT QCoro6_FOUND)
@@ -31,9 +35,23 @@ if(NOT QCoro6_FOUND)
     set(USE_QT_VERSION 6 CACHE STRING "" FORCE)
     FetchContent_Declare(qcoro
         GIT_REPOSITORY https://github.com/qcoro/qcoro.git
-        GIT_TAG v0.10.0
+        GIT_TAG v0.12.0
         GIT_SHALLOW TRUE)
     FetchContent_MakeAvailable(qcoro)
+    # QCoro's own build makes warnings errors in Debug builds; a warning that a newer compiler
+    # finds in a dependency must not stop wisp's build. -Wno-error comes after its flags.
+    foreach(alias QCoro6::Core QCoro6::Network)
+        if(TARGET ${alias})
+            get_target_property(real ${alias} ALIASED_TARGET)
+            if(NOT real)
+                set(real ${alias})
+            endif()
+            get_target_property(type ${real} TYPE)
+            if(NOT type STREQUAL "INTERFACE_LIBRARY")
+                target_compile_options(${real} PRIVATE $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-Wno-error>)
+            endif()
+        endif()
+    endforeach()
 endif()
 
 if(WISP_BUILD_TESTS)

@@ -41,26 +41,22 @@ if(APPLE)
     set_target_properties(wisp PROPERTIES
         OUTPUT_NAME ${WISP_BUNDLE_EXECUTABLE}
         MACOSX_BUNDLE_INFO_PLIST ${info_plist}
-        XCODE_ATTRIBUTE_CODE_SIGN_ENTITLEMENTS ${WISP_PACKAGING_DIR}/macos/wisp.entitlements
-        XCODE_ATTRIBUTE_ENABLE_HARDENED_RUNTIME YES)
+        XCODE_ATTRIBUTE_CODE_SIGN_ENTITLEMENTS ${WISP_PACKAGING_DIR}/macos/wisp.entitlements)
 
     # --- install: the bundle, made self-contained by macdeployqt, then signed ---
     install(TARGETS wisp BUNDLE DESTINATION . COMPONENT wisp)
     find_program(WISP_MACDEPLOYQT macdeployqt HINTS ${QT6_INSTALL_PREFIX}/${QT6_INSTALL_BINS}
         REQUIRED)
-    # Ad-hoc ("-") unless a Developer ID identity is given, hardened runtime either way, with the
-    # Apple-events entitlement that the browser scripts need.
+    # Ad-hoc ("-") unless a Developer ID identity is given; the commands, and why they are as
+    # they are, live in WispCodesign.cmake, where the check of the bundle files evaluates them.
     set(WISP_CODESIGN_IDENTITY "-" CACHE STRING "codesign identity for the installed wisp.app")
     set(entitlements ${WISP_PACKAGING_DIR}/macos/wisp.entitlements)
+    set(qt_library_dir ${QT6_INSTALL_PREFIX}/${QT6_INSTALL_LIBS})
     install(CODE "
-        set(app \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${WISP_BUNDLE_EXECUTABLE}.app\")
-        execute_process(COMMAND \"${WISP_MACDEPLOYQT}\" \"\${app}\" -always-overwrite
-            COMMAND_ERROR_IS_FATAL ANY)
-        execute_process(COMMAND codesign --force --deep --options runtime
-            --entitlements \"${entitlements}\" --sign \"${WISP_CODESIGN_IDENTITY}\" \"\${app}\"
-            COMMAND_ERROR_IS_FATAL ANY)
-        execute_process(COMMAND codesign --verify --deep --strict \"\${app}\"
-            COMMAND_ERROR_IS_FATAL ANY)
+        include(\"${CMAKE_CURRENT_LIST_DIR}/WispCodesign.cmake\")
+        wisp_deploy_and_sign(\"${WISP_MACDEPLOYQT}\" \"${qt_library_dir}\"
+            \"${WISP_CODESIGN_IDENTITY}\" \"${entitlements}\"
+            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${WISP_BUNDLE_EXECUTABLE}.app\")
         " COMPONENT wisp)
 else()
     # --- icons: the SVG source as the scalable icon, and PNGs at the hicolor sizes ---

@@ -9,7 +9,8 @@
 # - every function of a platform-neutral class that one platform defines, the other defines too
 #   (a platform file missing from a list, or never written, is caught here);
 # - every framework that a macOS source includes, and CoreFoundation wherever a CF function is
-#   called, is among the link items of that source's layer or of a layer it links.
+#   called, is among the link items of that source's layer or of a layer it links;
+# - no macOS source calls a workspace look-up that Apple does not document as thread-safe.
 
 cmake_minimum_required(VERSION 3.24)
 
@@ -107,6 +108,20 @@ foreach(file IN LISTS macos_ALL_SOURCES macos_TEST_SOURCES)
         list(GET includes 0 first)
         string(STRIP "${first}" first)
         problem("macos: ${rel} includes a Linux-only header: ${first}")
+    endif()
+endforeach()
+
+# --- no look-up without Apple's promise of thread safety in code that worker threads run ---
+# The browser locator and the folder scans run off the main thread; of the workspace's
+# application look-ups only URLForApplicationWithBundleIdentifier: and URLForApplicationToOpenURL:
+# are documented as safe from any thread.
+set(thread_unsafe_calls "URLsForApplicationsWithBundleIdentifier|URLsForApplicationsToOpenURL")
+foreach(file IN LISTS macos_ALL_SOURCES)
+    file(STRINGS ${file} calls REGEX "(${thread_unsafe_calls}):")
+    if(calls)
+        relative(${file} rel)
+        string(REGEX MATCH "(${thread_unsafe_calls})" call "${calls}")
+        problem("macos: ${rel} calls ${call}:, which Apple does not document as thread-safe")
     endif()
 endforeach()
 

@@ -6,7 +6,7 @@ WISP_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 # Debian/Ubuntu packages, by purpose.
 WISP_APT_BUILD=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools
                 qcoro-qt6-dev libgtest-dev libgmock-dev libx11-dev libxcb1-dev libxcb-xtest0-dev
-                libgl-dev qt6-svg-dev qt6-websockets-dev)
+                libgl-dev qt6-svg-dev qt6-websockets-dev ccache)
 WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
 # nodejs and npm: the end-to-end tests start a Node project through "npm run dev", which runs with
 # the PATH of a private home's login shell (the system's own directories), so both must live in
@@ -17,7 +17,13 @@ WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
 # and watcher (haskell-gtk-sni-tray-utils, haskell-status-notifier-item-utils).
 WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daemon at-spi2-core
               python3-pyatspi imagemagick desktop-file-utils haskell-gtk-sni-tray-utils
-              haskell-status-notifier-item-utils zsh fish)
+              haskell-status-notifier-item-utils zsh fish python3-yaml)
+# The sanitized build and the fuzz targets are built by Clang, the compiler the Mac uses: its
+# sanitizer and libFuzzer runtimes, and libc++ for the compile-only pass of the portable sources
+# against the Mac's standard library.
+WISP_CLANG_VERSION=19
+WISP_APT_SANITIZE=(clang-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev)
+WISP_APT_FUZZ=(clang-19 libclang-rt-19-dev)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
 
@@ -101,6 +107,8 @@ install_dependencies() {
             build) packages+=("${WISP_APT_BUILD[@]}") ;;
             run) packages+=("${WISP_APT_RUN[@]}") ;;
             test) packages+=("${WISP_APT_TEST[@]}") ;;
+            sanitize) packages+=("${WISP_APT_SANITIZE[@]}") ;;
+            fuzz) packages+=("${WISP_APT_FUZZ[@]}") ;;
             esac
         done
         apt_install_missing "${packages[@]}"
@@ -108,14 +116,73 @@ install_dependencies() {
     esac
 }
 
+# use_clang BUILD_DIR: the next configuration of BUILD_DIR uses Clang (Debian's clang-19 on
+# Linux, the system's on macOS), through ccache when it is there. A build folder configured with
+# another compiler is configured afresh, since CMake keeps the compiler it first found.
+use_clang() {
+    local build_dir="$1" cc=clang cxx=clang++
+    if [ "$(uname -s)" = Linux ]; then
+        cc="clang-$WISP_CLANG_VERSION"
+        cxx="clang++-$WISP_CLANG_VERSION"
+    fi
+    if ! command -v "$cxx" >/dev/null 2>&1; then
+        say "wisp: $cxx is missing (install ${WISP_APT_SANITIZE[*]})"
+        return 1
+    fi
+    export CC="$cc" CXX="$cxx"
+    if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null 2>&1; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR="$WISP_ROOT" CCACHE_NOHASHDIR=true
+    fi
+    if [ -f "$build_dir/CMakeCache.txt" ] &&
+        ! grep -q "^CMAKE_CXX_COMPILER:[A-Z]*=\(.*/\)\?$cxx\$" "$build_dir/CMakeCache.txt"; then
+        say "wisp: $build_dir was configured with another compiler; configuring it afresh with $cxx"
+        rm -rf "$build_dir"
+    fi
+}
+
+# use_sanitize_compiler BUILD_DIR [clang]: the compiler of the sanitized build. "clang" is
+# clang-19; anything else the system's default (GCC). Debian's libqcoro6core is built by GCC, and
+# a Clang-built wisp that awaits one of its compiled coroutines (a QProcess's end, for one)
+# crashes inside it, so Clang builds the sanitized tree only where QCoro is Clang-built too
+# (fetched by CMake, or on a Mac). A folder configured with the other compiler is configured
+# afresh.
+use_sanitize_compiler() {
+    local build_dir="$1" choice="${2:-}"
+    if [ "$choice" = clang ]; then
+        install_dependencies sanitize
+        use_clang "$build_dir"
+        return
+    fi
+    if [ -f "$build_dir/CMakeCache.txt" ] &&
+        grep -q '^CMAKE_CXX_COMPILER:[A-Z]*=.*clang' "$build_dir/CMakeCache.txt"; then
+        say "wisp: $build_dir was configured with Clang; configuring it afresh with the default compiler"
+        rm -rf "$build_dir"
+    fi
+}
+
+# report_compiled_files BUILD_DIR: one line naming the compiler and how many files it compiled.
+report_compiled_files() {
+    local build_dir="$1" compiler count
+    compiler="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build_dir/CMakeCache.txt")"
+    count="$(python3 -c 'import json, sys; print(len({e["file"] for e in json.load(open(sys.argv[1]))}))' \
+        "$build_dir/compile_commands.json" 2>/dev/null || echo "?")"
+    say "wisp: $(basename "$compiler") compiled the whole tree in $(basename "$build_dir"): $count files"
+}
+
 # build_wisp BUILD_DIR [extra cmake arguments...]
 build_wisp() {
     local build_dir="$1"
     shift
-    local generator=()
+    local generator=() launcher=()
     command -v ninja >/dev/null 2>&1 && generator=(-G Ninja)
+    # A compiler cache that any clone of the tree shares: paths inside it are taken relative, so
+    # a fresh clone elsewhere rebuilds from the cache.
+    if command -v ccache >/dev/null 2>&1; then
+        launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        export CCACHE_BASEDIR="$WISP_ROOT" CCACHE_NOHASHDIR=true
+    fi
     if [ ! -f "$build_dir/CMakeCache.txt" ]; then
-        cmake -S "$WISP_ROOT" -B "$build_dir" "${generator[@]}" \
+        cmake -S "$WISP_ROOT" -B "$build_dir" "${generator[@]}" "${launcher[@]}" \
             -DCMAKE_BUILD_TYPE="${WISP_BUILD_TYPE:-RelWithDebInfo}" "$@"
     else
         cmake -S "$WISP_ROOT" -B "$build_dir" "$@" >/dev/null

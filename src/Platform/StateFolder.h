@@ -6,7 +6,7 @@
 // the servers it started. Qt 6.4 knows no such location, so each platform names it here.
 struct StateFolder
 {
-    // macOS: ~/Library/Logs/wisp. Linux: $XDG_STATE_HOME/wisp, by default ~/.local/state/wisp.
-    // Not created here.
+    // $XDG_STATE_HOME/wisp when XDG_STATE_HOME is an absolute path; otherwise ~/Library/Logs/wisp
+    // on macOS and ~/.local/state/wisp on Linux. Not created here.
     static QString path();
 };

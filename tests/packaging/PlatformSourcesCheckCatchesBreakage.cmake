@@ -52,6 +52,15 @@ copy_tree(x11-in-core)
 file(APPEND ${WORK_DIR}/x11-in-core/src/Managers/HotKeyManager.cpp "\n#include <X11/Xlib.h>\n")
 expect_failure(x11-in-core "macos: src/Managers/HotKeyManager.cpp includes a Linux-only header")
 
+# The browser locator back on the look-up that has no thread-safety promise.
+copy_tree(unsafe-lookup)
+file(READ ${WORK_DIR}/unsafe-lookup/src/Platform/macos/MacBrowserLocator.mm locator)
+string(REPLACE "URLForApplicationWithBundleIdentifier:" "URLsForApplicationsWithBundleIdentifier:"
+    locator "${locator}")
+file(WRITE ${WORK_DIR}/unsafe-lookup/src/Platform/macos/MacBrowserLocator.mm "${locator}")
+expect_failure(unsafe-lookup
+    "macos: src/Platform/macos/MacBrowserLocator.mm calls URLsForApplicationsWithBundleIdentifier:")
+
 file(REMOVE_RECURSE ${WORK_DIR})
 if(failures)
     message(FATAL_ERROR "The platform source-list check missed a broken tree:${failures}")

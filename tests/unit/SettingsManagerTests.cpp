@@ -361,6 +361,130 @@ TEST_F(SettingsManagerTest, SetProjectsFolderStoresABookmarkInsideAccess)
     EXPECT_EQ(access->stoppedURLs, QList<QUrl>{folder});
 }
 
+// --- the fallback to a plain bookmark when the security-scoped kind fails ---
+
+using Kind = FolderAccess::BookmarkKind;
+
+TEST_F(SettingsManagerTest, RefusedSecurityScopeStoresAPlainBookmarkSilently)
+{
+    const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));
+    access->refuseSecurityScope = true;
+    access->createdBookmark = QByteArray("plain-bookmark");
+    auto settings = makeManager();
+    settings->setProjectsFolderBookmark(QByteArray("old"));
+
+    LogCapture log;
+    settings->setProjectsFolder(folder);
+    EXPECT_EQ(settings->projectsFolderBookmark(), QByteArray("plain-bookmark"));
+    EXPECT_EQ(rawStore().value(QStringLiteral("projectsFolderBookmark")).toByteArray(),
+              QByteArray("plain-bookmark"));
+    EXPECT_EQ(access->bookmarkedKinds, (QList<Kind>{Kind::securityScoped, Kind::plain}));
+    EXPECT_EQ(access->bookmarkedURLs, (QList<QUrl>{folder, folder}));
+    EXPECT_TRUE(log.printed().isEmpty());
+    EXPECT_EQ(access->stoppedURLs, QList<QUrl>{folder});
+}
+
+TEST_F(SettingsManagerTest, GrantedSecurityScopeMakesNoPlainBookmark)
+{
+    const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));
+    access->createdBookmark = QByteArray("scoped-bookmark");
+    auto settings = makeManager();
+    settings->setProjectsFolder(folder);
+    EXPECT_EQ(settings->projectsFolderBookmark(), QByteArray("scoped-bookmark"));
+    EXPECT_EQ(access->bookmarkedKinds, QList<Kind>{Kind::securityScoped});
+}
+
+TEST_F(SettingsManagerTest, WhenBothKindsFailThePlainAttemptsErrorIsPrinted)
+{
+    const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));
+    access->refuseSecurityScope = true;
+    access->createdBookmark = std::nullopt;
+    access->creationError = QStringLiteral("The volume is gone.");
+    auto settings = makeManager();
+    settings->setProjectsFolderBookmark(QByteArray("old"));
+
+    LogCapture log;
+    settings->setProjectsFolder(folder);
+    EXPECT_EQ(log.printed(),
+              QStringList{QStringLiteral("Failed to create bookmark: The volume is gone.")});
+    EXPECT_EQ(settings->projectsFolderBookmark(), QByteArray("old"));
+    EXPECT_EQ(access->bookmarkedKinds, (QList<Kind>{Kind::securityScoped, Kind::plain}));
+}
+
+TEST_F(SettingsManagerTest, APlainBookmarkResolvesWhenTheScopedResolutionFails)
+{
+    const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));
+    access->refuseSecurityScope = true;
+    access->resolution = FolderAccess::ResolvedBookmark{folder, false};
+    auto settings = makeManager();
+    settings->setProjectsFolderBookmark(QByteArray("plain-bookmark"));
+
+    EXPECT_EQ(settings->projectsFolderURL(), folder);
+    EXPECT_EQ(access->resolvedKinds, (QList<Kind>{Kind::securityScoped, Kind::plain}));
+    EXPECT_EQ(access->resolvedData,
+              (QList<QByteArray>{QByteArray("plain-bookmark"), QByteArray("plain-bookmark")}));
+    EXPECT_TRUE(access->bookmarkedURLs.isEmpty());
+    EXPECT_EQ(settings->projectsFolderBookmark(), QByteArray("plain-bookmark"));
+}
+
+TEST_F(SettingsManagerTest, AStalePlainBookmarkIsRenewedAsAPlainOne)
+{
+    const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));
+    access->refuseSecurityScope = true;
+    access->resolution = FolderAccess::ResolvedBookmark{folder, true};
+    access->createdBookmark = QByteArray("renewed-plain");
+    auto settings = makeManager();
+    settings->setProjectsFolderBookmark(QByteArray("old"));
+
+    EXPECT_EQ(settings->projectsFolderURL(), folder);
+    EXPECT_EQ(settings->projectsFolderBookmark(), QByteArray("renewed-plain"));
+    EXPECT_EQ(access->bookmarkedKinds, (QList<Kind>{Kind::securityScoped, Kind::plain}));
+    EXPECT_EQ(access->startedURLs, QList<QUrl>{folder});
+    EXPECT_EQ(access->stoppedURLs, QList<QUrl>{folder});
+}
+
+// The adapter's interface itself: the kind a bookmark resolved as is reported, so that only a
+// scoped folder has its scope started.
+TEST(FolderAccessFallback, ResolutionReportsWhetherTheBookmarkHasAScope)
+{
+    const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));
+    FakeFolderAccess fake;
+    FolderAccess& access = fake;
+    fake.resolution = FolderAccess::ResolvedBookmark{folder, false};
+
+    const auto scoped = access.resolveBookmark(QByteArray("data"));
+    ASSERT_TRUE(scoped.has_value());
+    EXPECT_TRUE(scoped->isSecurityScoped);
+    EXPECT_EQ(scoped->url, folder);
+
+    fake.refuseSecurityScope = true;
+    const auto plain = access.resolveBookmark(QByteArray("data"));
+    ASSERT_TRUE(plain.has_value());
+    EXPECT_FALSE(plain->isSecurityScoped);
+    EXPECT_EQ(plain->url, folder);
+
+    fake.resolution = std::nullopt;
+    EXPECT_FALSE(access.resolveBookmark(QByteArray("data")).has_value());
+}
+
+TEST(FolderAccessFallback, CreationFallsBackToPlainAndReportsThePlainError)
+{
+    const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));
+    FakeFolderAccess fake;
+    FolderAccess& access = fake;
+    fake.refuseSecurityScope = true;
+    fake.createdBookmark = QByteArray("plain");
+
+    QString error;
+    EXPECT_EQ(access.createBookmark(folder, &error), QByteArray("plain"));
+    EXPECT_TRUE(error.isEmpty());
+
+    fake.createdBookmark = std::nullopt;
+    fake.creationError = QStringLiteral("No such folder");
+    EXPECT_FALSE(access.createBookmark(folder, &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("No such folder"));
+}
+
 TEST_F(SettingsManagerTest, FailedBookmarkCreationPrintsOneLineAndKeepsTheOldValue)
 {
     const QUrl folder = QUrl::fromLocalFile(QStringLiteral("/home/me/projects"));

@@ -9,9 +9,13 @@ namespace {
 // application that handles the scheme.
 NSString* const probeAddress = @"http://example.com";
 
-// Asks the workspace (AppKit) for applications by bundle identifier and for the default
-// handler of http addresses. Launch Services' C look-ups for the same are deprecated since
-// macOS 12. Objects come autoreleased; the pools release them before returning.
+// Asks the workspace (AppKit) for an application by bundle identifier and for the default
+// handler of http addresses. Both are called from worker threads, so only the workspace's look-ups
+// that Apple documents as safe from any thread are used: URLForApplicationWithBundleIdentifier:
+// (not the look-up of every application with the identifier, which has no such promise) and
+// URLForApplicationToOpenURL: (cmake/checks/PlatformSourcesCheck.cmake holds to it). Launch Services' C look-ups for the same are deprecated since
+// macOS 12, which is why this adapter is Objective-C++. Objects come autoreleased; the pools
+// release them before returning.
 class MacBrowserLocator final : public BrowserLocator
 {
 public:
@@ -22,9 +26,9 @@ public:
             return false;
         }
         @autoreleasepool {
-            NSArray<NSURL*>* urls = [[NSWorkspace sharedWorkspace]
-                URLsForApplicationsWithBundleIdentifier:identifier.toNSString()];
-            return urls.count > 0;
+            NSURL* application = [[NSWorkspace sharedWorkspace]
+                URLForApplicationWithBundleIdentifier:identifier.toNSString()];
+            return application != nil;
         }
     }
 
