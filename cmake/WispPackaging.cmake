@@ -120,6 +120,7 @@ nothing listens on its port, and stops the old server when you switch projects."
     set(CPACK_DEBIAN_PACKAGE_DEPENDS
         "libc6, libstdc++6, libgcc-s1, libqt6core6 (>= 6.4), libqt6gui6 (>= 6.4), \
 libqt6widgets6 (>= 6.4), libqt6network6 (>= 6.4), libqt6svg6 (>= 6.4), libqt6dbus6 (>= 6.4), \
+libqt6concurrent6 (>= 6.4), \
 libqt6websockets6 (>= 6.4), qt6-qpa-plugins, libqcoro6core0, libqcoro6network0, \
 libqcoro6websockets0, libx11-6, libxcb1, libxcb-xtest0, lsof, procps")
     # The default browser is asked through xdg-settings.

@@ -7,7 +7,7 @@ WISP_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 WISP_APT_BUILD=(build-essential cmake ninja-build pkg-config qt6-base-dev qt6-base-dev-tools
                 qcoro-qt6-dev libgtest-dev libgmock-dev libx11-dev libxcb1-dev libxcb-xtest0-dev
                 libgl-dev qt6-svg-dev qt6-websockets-dev ccache)
-WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
+WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6 libqt6concurrent6)
 # nodejs and npm: the end-to-end tests start a Node project through "npm run dev", which runs with
 # the PATH of a private home's login shell (the system's own directories), so both must live in
 # /usr/bin. zsh and fish: the servers' environment is tested with each as the login shell, besides

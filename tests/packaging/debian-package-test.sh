@@ -53,7 +53,10 @@ answer=$("$binary" --version) || fail "the unpacked wisp --version failed"
 # Every shared library the binary links comes from a package the .deb declares.
 missing=()
 while read -r needed; do
-    library=$(ldd "$binary" | awk -v name="$needed" '$1 == name && $3 ~ /^\// {print $3}')
+    # The dynamic loader (needed for thread-local storage) is listed by its own path.
+    library=$(ldd "$binary" | awk -v name="$needed" '
+        $1 == name && $3 ~ /^\// {print $3}
+        $1 ~ /^\// && substr($1, length($1) - length(name)) == "/" name {print $1}')
     [ -n "$library" ] || fail "the system has no $needed for the unpacked wisp"
     owner=$( (dpkg -S "$library" || dpkg -S "/usr$library") 2>/dev/null | head -n1 | cut -d: -f1) || true
     [ -n "$owner" ] || fail "no installed package owns $library"
