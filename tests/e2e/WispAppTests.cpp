@@ -534,46 +534,52 @@ app.listen(%1, () => console.log('API listening on port %1'));
 
 TEST_F(WispAppTest, AProjectWhoseToolIsOnlyOnTheLoginShellsPathStartsAndOpens)
 {
-    // A Go project whose "go run ." needs the go that ~/.profile puts on PATH, as Go's
-    // installation instructions say; none of the servers' fixed directories holds one.
+    // A project whose command needs a tool that ~/.profile appends to PATH, as Go's installation
+    // instructions do for go; none of the servers' fixed directories holds one. The tool's name
+    // is the test's own, so that no toolchain installed on the machine can stand in for it.
     QTemporaryDir privateHome;
     home = privateHome.path();
     TestSupport::writeFile(home, QStringLiteral(".profile"),
-                           "export PATH=$PATH:$HOME/usr-local-go/bin\n");
-    const int goPort = TestSupport::freePort();
-    ASSERT_GT(goPort, 0);
-    portsToClean.append(goPort);
-    // Stands in for the Go toolchain: serves the project folder where the project says.
-    const QString go = QDir(home).filePath(QStringLiteral("usr-local-go/bin/go"));
+                           "export PATH=$PATH:$HOME/usr-local-tool/bin\n");
+    const int toolPort = TestSupport::freePort();
+    ASSERT_GT(toolPort, 0);
+    portsToClean.append(toolPort);
+    const QString toolName = QStringLiteral("wisp-e2e-profile-tool");
+    // Stands in for a toolchain's dev server: serves the project folder where the project says.
+    const QString tool = QDir(home).filePath(QStringLiteral("usr-local-tool/bin/") + toolName);
     TestSupport::writeFile(
-        home, QStringLiteral("usr-local-go/bin/go"),
+        home, QStringLiteral("usr-local-tool/bin/") + toolName,
         QStringLiteral("#!/bin/sh\nexec /usr/bin/python3 -m http.server %1 --protocol HTTP/1.1 "
                        "--bind 127.0.0.1\n")
-            .arg(goPort)
+            .arg(toolPort)
             .toUtf8());
-    QFile::setPermissions(go, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    QFile::setPermissions(tool, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     for (const QString& directory : QString::fromLocal8Bit(qgetenv("PATH")).split(':')) {
-        ASSERT_FALSE(QFileInfo::exists(QDir(directory).filePath(QStringLiteral("go"))))
-            << "a go on this machine's PATH would make the test prove nothing: "
+        ASSERT_FALSE(QFileInfo::exists(QDir(directory).filePath(toolName)))
+            << "the tool on this machine's PATH would make the test prove nothing: "
             << directory.toStdString();
     }
-    const QString goProject = QDir(projects.path()).filePath(QStringLiteral("go-app"));
-    TestSupport::writeFile(goProject, QStringLiteral("go.mod"),
-                           "module example.com/goapp\n\ngo 1.22\n");
-    TestSupport::writeFile(goProject, QStringLiteral("index.html"),
-                           "<!doctype html><title>go-app</title><h1>go marker</h1>\n");
+    const QString project = QDir(projects.path()).filePath(QStringLiteral("tool-app"));
+    TestSupport::writeFile(project, QStringLiteral("index.html"),
+                           "<!doctype html><title>tool-app</title><h1>tool marker</h1>\n");
+    // A second page makes the folder a static site.
+    TestSupport::writeFile(project, QStringLiteral("about.html"),
+                           "<!doctype html><title>about</title>\n");
+    const QString command = toolName + QStringLiteral(" serve");
     {
         SettingsManager settings(std::make_unique<QSettings>(
             QDir(config.path()).filePath(QStringLiteral("wisp/wisp.conf")), QSettings::IniFormat));
-        settings.setSelectedProjectPath(goProject);
-        ProjectOverrides(&settings).setPort(goProject, goPort);
+        settings.setSelectedProjectPath(project);
+        ProjectOverrides overrides(&settings);
+        overrides.setPort(project, toolPort);
+        overrides.setCommand(project, command);
     }
 
-    clickStartAndExpectTheBrowserWhereTheServerAnswers("go marker");
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("tool marker");
 
     const WispProcess& wisp = *wisps.back();
     EXPECT_TRUE(wisp.lines.contains(
-        QStringLiteral("🚀 [ServerManager] Starting server: go run . in %1").arg(goProject)))
+        QStringLiteral("🚀 [ServerManager] Starting server: %1 in %2").arg(command, project)))
         << wisp.log().toStdString();
     EXPECT_GE(wisp.indexStartingWith(
                   QStringLiteral("✅ [ShellEnvironment] Login shell /bin/sh answered in ")),
