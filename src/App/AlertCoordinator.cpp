@@ -145,6 +145,8 @@ QCoro::Task<> AlertCoordinator::startServerAndOpenBrowser(Project project, bool 
     try {
         // The server may have been found on another port than the project's.
         int port = project.port;
+        // One turn for the install and the start, so that no switch's kill comes between
+        // them; it ends before the pause, which touches no server.
         {
             TurnQueue::Turn turn;
             if (takeServerTurn) {
