@@ -143,19 +143,30 @@ QCoro::Task<> AlertCoordinator::startServerAndOpenBrowser(Project project, bool 
     const QPointer<AlertCoordinator> self(this);
     std::exception_ptr failure;
     try {
-        if (installFirst && serverManager) {
-            co_await serverManager->installDependencies(project);
+        // The server may have been found on another port than the project's.
+        int port = project.port;
+        // One turn for the install and the start, so that no switch's kill comes between
+        // them; it ends before the pause, which touches no server.
+        {
+            TurnQueue::Turn turn;
+            if (takeServerTurn) {
+                turn = co_await takeServerTurn();
+                if (!self) {
+                    co_return;
+                }
+            }
+            if (installFirst && serverManager) {
+                co_await serverManager->installDependencies(project);
+                if (!self) {
+                    co_return;
+                }
+            }
+            if (serverManager) {
+                port = co_await serverManager->startServer(project, project.effectiveCommand());
+            }
             if (!self) {
                 co_return;
             }
-        }
-        // The server may have been found on another port than the project's.
-        int port = project.port;
-        if (serverManager) {
-            port = co_await serverManager->startServer(project, project.effectiveCommand());
-        }
-        if (!self) {
-            co_return;
         }
         co_await pause(serverStartPause);
         if (!self) {

@@ -4,6 +4,7 @@
 #include "Models/BrowserError.h"
 #include "Models/Project.h"
 #include "Models/ServerError.h"
+#include "Utilities/TurnQueue.h"
 
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -57,7 +58,7 @@ public:
     // Installs the project's dependencies first when asked to, starts the server, pauses
     // `serverStartPause` (no port check) and opens the browser on the local address of the port
     // the server was found on (the project's, or the one learned from the server); failures end
-    // in the error alerts.
+    // in the error alerts. The install and the start run in one turn of `takeServerTurn`.
     QCoro::Task<> startServerAndOpenBrowser(Project project, bool installFirst = false);
 
     // The project is a Node project whose declared dependencies are not installed.
@@ -78,6 +79,10 @@ public:
     std::function<void()> showSettings;
     // Opens the server output window (set by the owner).
     std::function<void()> showServerOutput;
+    // Waits for the turn at the server manager that project switches and the menu's start
+    // take, so that this start never runs alongside their kills and starts (set by the owner;
+    // without it the install and the start run at once).
+    std::function<QCoro::Task<TurnQueue::Turn>()> takeServerTurn;
     // Gives a just-started development server time to bind its port.
     std::chrono::milliseconds serverStartPause{2000};
 

@@ -5,6 +5,7 @@
 #include "App/MainAction.h"
 #include "App/MessageBoxAlertPresenter.h"
 #include "App/SelectionRestorer.h"
+#include "Controllers/ProjectSwitcher.h"
 #include "Managers/BrowserManager.h"
 #include "Managers/HotKeyManager.h"
 #include "Managers/PermissionsManager.h"
@@ -40,6 +41,16 @@ QCoro::Task<> openBrowserWindowOf(QPointer<AppDelegate> delegate, QString url)
     if (delegate) {
         co_await delegate->openBrowserWindow(std::move(url));
     }
+}
+
+// The turn at the server manager that project switches take, for the start-server flow; none
+// to wait for once the status item is gone.
+QCoro::Task<TurnQueue::Turn> serverTurnOf(QPointer<AppDelegate> delegate)
+{
+    if (!delegate || !delegate->statusBarController) {
+        co_return TurnQueue::Turn();
+    }
+    co_return co_await delegate->statusBarController->switcher().takeServerTurn();
 }
 
 // Resumes once the project manager publishes a list or goes away, or after `limit`.
@@ -118,6 +129,7 @@ AppDelegate::~AppDelegate()
         disconnect(connection);
     }
     ownedStatusBarController.reset();
+    statusBarController = nullptr;
     auxiliaryWindows.reset();
     serverOutputLog.reset();
     mainAction.reset();
@@ -186,6 +198,10 @@ void AppDelegate::applicationDidFinishLaunching()
     };
     alertCoordinator->openBrowserWindow = [self](QString url) {
         return openBrowserWindowOf(self, std::move(url));
+    };
+    // The question's start takes its turn with the switches and the menu's start.
+    alertCoordinator->takeServerTurn = [self] {
+        return serverTurnOf(self);
     };
     alertCoordinator->showSettings = [self] {
         if (self) {

@@ -22,9 +22,10 @@ class SettingsManager;
 // Switches the selected project: stops whatever listens on the old project's port, selects the
 // new project, starts its server, waits for its port and opens it in the browser. One
 // cancellable task per switch; a newer choice cancels the older switch, which stops at its next
-// check point. The kills and starts of switches (and of the menu's start item) take turns, so
-// that at most one runs against the server manager at a time: a newer switch waits until the
-// cancelled one's server operation has ended (a cancelled start stops what it launched).
+// check point. The kills and starts of switches (and of the menu's start item and of anyone
+// holding a turn of `takeServerTurn`) take turns, so that at most one runs against the server
+// manager at a time: a newer switch waits until the cancelled one's server operation has ended
+// (a cancelled start stops what it launched).
 class ProjectSwitcher : public QObject
 {
     Q_OBJECT
@@ -58,6 +59,12 @@ public:
     // Starts (or restarts) the selected project's server when no switch's kill or start is under
     // way; the project is the one selected by then. A failure goes to `onFailure`.
     QCoro::Task<> startSelectedServer(std::function<void(std::exception_ptr)> onFailure = {});
+
+    // The turn at the server manager, for a start or install made elsewhere: at once when no
+    // switch or start holds it, otherwise after those that asked before. Held until the
+    // returned turn goes out of scope. A waiter is let go when the switcher goes away first,
+    // and then has to check that what it needs is still there.
+    QCoro::Task<TurnQueue::Turn> takeServerTurn() { return serverOperations.take(); }
 
     // The latest switch; a finished one stays until the next switch replaces it.
     std::optional<SwitchTask> currentSwitchTask;

@@ -48,7 +48,7 @@ public:
 
     // Observations.
     QStringList calls;
-    // Starts and kills under way now, and the most that ever were at once.
+    // Starts, installs and kills under way now, and the most that ever were at once.
     int operationsInFlight = 0;
     int mostOperationsInFlight = 0;
     QElapsedTimer clock;
@@ -107,6 +107,7 @@ public:
     QCoro::Task<> installDependencies(Project project) override
     {
         calls.append(QStringLiteral("installDependencies(%1)").arg(project.name));
+        const Operation operation(*this);
         co_await passGate(installGate);
         if (installFailure) {
             throw ServerError::failedToStart(*installFailure, installFailureLines);
@@ -150,7 +151,7 @@ public:
     void refreshEnvironment() override { calls.append(QStringLiteral("refreshEnvironment")); }
 
 private:
-    // Counts a start or kill for as long as it runs.
+    // Counts a start, install or kill for as long as it runs.
     class Operation
     {
     public:

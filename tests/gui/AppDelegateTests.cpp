@@ -582,6 +582,46 @@ TEST_F(AppDelegateTest, MainActionOnAStoppedServerAsksToStartItAndStartsIt)
               QStringLiteral("openIncognito(http://localhost:4100, chrome)"));
 }
 
+TEST_F(AppDelegateTest, TheQuestionsStartWaitsForTheStartOfASwitchUnderWay)
+{
+    completeOnboarding(std::nullopt);
+    launch();
+    delegate->alerts()->serverStartPause = 10ms;
+    const Project a = project(QStringLiteral("a"), 4100, QStringLiteral("/p/a"));
+    const Project b = project(QStringLiteral("b"), 4101, QStringLiteral("/p/b"));
+    fakeProjects->setProjects({a, b});
+    fakeProjects->setSelectedProject(a);
+    Gate startGate;
+    server->startGate = &startGate;
+    server->onStarted = [this](const Project& started) {
+        server->listeningPorts.insert(started.port);
+    };
+    bool switchEnded = false;
+    QObject::connect(&delegate->statusBarController->switcher(), &ProjectSwitcher::switchEnded,
+                     [&] { switchEnded = true; });
+    delegate->statusBarController->switcher().projectSelected(b);
+    ASSERT_TRUE(waitUntil([&] { return startGate.waiting == 1; }));
+
+    // B is selected and silent: the main action asks, and the answer's start waits its turn.
+    presenter->answers = {0};
+    awaitTask(delegate->performMainAction());
+    ASSERT_EQ(presenter->shown.size(), 1);
+    EXPECT_EQ(presenter->shown.first(), AlertCoordinator::startServerAlert(b));
+    EXPECT_EQ(server->callsStartingWith(QStringLiteral("startServer")),
+              QStringList{QStringLiteral("startServer(b, npm run dev)")});
+
+    startGate.open();
+    ASSERT_TRUE(waitUntil([&] {
+        return switchEnded && server->callsStartingWith(QStringLiteral("startServer")).size() == 2;
+    }));
+    EXPECT_EQ(server->mostOperationsInFlight, 1);
+    // Each opens B's site as it does alone.
+    const QString opening = QStringLiteral("openIncognito(http://localhost:4101, chrome)");
+    ASSERT_TRUE(waitUntil([&] { return browser->calls.count(opening) == 2; }));
+    EXPECT_TRUE(log.linesStartingWith(QStringLiteral("❌")).isEmpty());
+    server->startGate = nullptr;
+}
+
 TEST_F(AppDelegateTest, APortLearnedFromTheStartedServerIsKeptAsTheProjectsPortAndOpened)
 {
     completeOnboarding(std::nullopt);
