@@ -13,7 +13,6 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTcpServer>
 #include <QTemporaryDir>
 
@@ -38,16 +37,11 @@ class ChangingMindTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
-        }
-        for (const QString& tool :
-             {QStringLiteral("/usr/bin/npm"), QStringLiteral("/usr/bin/node")}) {
-            if (!QFileInfo(tool).isExecutable()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        if (const QString tool =
+                missingProgram({QStringLiteral("xdotool"), QStringLiteral("xprop"),
+                                QStringLiteral("/usr/bin/npm"), QStringLiteral("/usr/bin/node")});
+            !tool.isEmpty()) {
+            GTEST_SKIP() << tool.toStdString() << " is not installed";
         }
         ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
             << WispProcess::executablePath().toStdString();
@@ -58,10 +52,7 @@ protected:
     void TearDown() override
     {
         if (wisp) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
+            wisp->stopAndReport(HasFailure());
             // The development servers it started, with whatever they started.
             stopProcessGroups(startedServers(wisp->lines));
         }
@@ -118,26 +109,10 @@ setTimeout(() => require('http')
         return *wisp;
     }
 
-    std::optional<XWindow> waitForWindow(const std::function<bool(const XWindow&)>& matches)
-    {
-        std::optional<XWindow> found;
-        waitUntil(
-            [&] {
-                found = visibleWispWindow(matches);
-                return found.has_value();
-            },
-            30s);
-        return found;
-    }
-
     // Opens the status menu with a right click on the tray icon and waits for it.
     void openMenu()
     {
-        const std::optional<XWindow> icon = waitForWindow(isTrayIcon);
-        ASSERT_TRUE(icon.has_value()) << "wisp's tray icon never appeared in the tray";
-        const QPoint centre = icon->geometry.center();
-        xdotool({QStringLiteral("mousemove"), QString::number(centre.x()),
-                 QString::number(centre.y()), QStringLiteral("click"), QStringLiteral("3")});
+        ASSERT_TRUE(clickTrayIcon(3)) << "wisp's tray icon never appeared in the tray";
         ASSERT_TRUE(waitForWindow(isMenu)) << "the status menu did not open";
     }
 

@@ -1,5 +1,6 @@
 #include "AccessibilityBus.h"
 #include "AccessibilityDriver.h"
+#include "AccessibleSteps.h"
 #include "Desktop.h"
 #include "WispProcess.h"
 
@@ -9,13 +10,11 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
 // A new user's first run of the real wisp executable on the private Xvfb display with the
@@ -26,6 +25,7 @@
 // in the build's test-output/e2e-onboarding folder.
 using namespace std::chrono_literals;
 using namespace Desktop;
+using AccessibleSteps::clickOn;
 using TestSupport::waitUntil;
 
 namespace {
@@ -56,11 +56,11 @@ class FirstRunTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop"),
-                                    QStringLiteral("xwininfo"), QStringLiteral("import")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        if (const QString tool =
+                missingProgram({QStringLiteral("xdotool"), QStringLiteral("xprop"),
+                                QStringLiteral("xwininfo"), QStringLiteral("import")});
+            !tool.isEmpty()) {
+            GTEST_SKIP() << tool.toStdString() << " is not installed";
         }
         if (const QString missing = AccessibilityBus::missingTool(); !missing.isEmpty()) {
             GTEST_SKIP() << missing.toStdString();
@@ -91,10 +91,7 @@ protected:
     void TearDown() override
     {
         if (wisp) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
+            wisp->stopAndReport(HasFailure());
             wisp.reset();
         }
         a11y.stop();
@@ -151,20 +148,11 @@ protected:
     waitForSearch(const std::function<std::optional<AccessibleNode>(const AccessibleNode&)>& search,
                   const std::string& what, std::chrono::milliseconds timeout = 90s)
     {
-        std::optional<AccessibleNode> found;
-        std::optional<AccessibleNode> last;
-        waitUntil(
-            [&] {
-                last = tree();
-                found = last ? search(*last) : std::nullopt;
-                return found.has_value();
+        return AccessibleSteps::waitForSearch(
+            [&](QString* error) {
+                return searchIn == Where::popup ? a11y.popup(error) : a11y.tree(error);
             },
-            timeout);
-        if (!found) {
-            ADD_FAILURE() << "never appeared: " << what << "\n"
-                          << (last ? last->outline() : lastTreeError).toStdString();
-        }
-        return found;
+            search, what, timeout);
     }
 
     std::optional<AccessibleNode>
@@ -233,20 +221,7 @@ protected:
             timeout);
     }
 
-    void clickOn(const std::optional<AccessibleNode>& node)
-    {
-        ASSERT_TRUE(node.has_value());
-        ASSERT_FALSE(node->extents.isEmpty()) << node->outline().toStdString();
-        click(node->centre());
-    }
-
-    void screenshot(const QString& name)
-    {
-        const QString path = QDir(outputFolder()).filePath(name + QStringLiteral(".png"));
-        EXPECT_TRUE(Desktop::screenshot(path)) << "no screenshot " << path.toStdString();
-        std::printf("screenshot: %s\n", qPrintable(path));
-        std::fflush(stdout);
-    }
+    void screenshot(const QString& name) { AccessibleSteps::screenshot(outputFolder(), name); }
 
     // A value of $XDG_CONFIG_HOME/wisp/wisp.conf as it is on disk now.
     QVariant stored(const QString& key) const
@@ -420,15 +395,7 @@ protected:
     void changeSettingsInPopover()
     {
         // The tray menu's "Settings..." item opens the popover.
-        std::optional<XWindow> icon;
-        waitUntil(
-            [&] {
-                icon = visibleWispWindow(isTrayIcon);
-                return icon.has_value();
-            },
-            30s);
-        ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
-        click(icon->geometry.center(), 3);
+        ASSERT_TRUE(clickTrayIcon(3)) << "wisp's tray icon never appeared in the tray";
         searchIn = Where::popup;
         const std::optional<AccessibleNode> settingsItem =
             waitForRole(QStringLiteral("menu item"), QStringLiteral("Settings..."));
@@ -625,13 +592,7 @@ TEST_F(FirstRunTest, KeyboardThroughTheTrayMenuIsAnnouncedAndTheSettingsPopoverI
     ASSERT_TRUE(wisp->waitForLine(
         QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(apiPort), 60s))
         << wisp->log().toStdString();
-    std::optional<XWindow> icon;
-    waitUntil(
-        [&] {
-            icon = visibleWispWindow(isTrayIcon);
-            return icon.has_value();
-        },
-        30s);
+    const std::optional<XWindow> icon = waitForWindow(isTrayIcon);
     ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
     announcements();
 

@@ -4,6 +4,7 @@
 
 #include "AccessibilityBus.h"
 #include "AccessibilityDriver.h"
+#include "AccessibleSteps.h"
 #include "Desktop.h"
 #include "WispProcess.h"
 
@@ -13,12 +14,10 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <memory>
 
 // The real wisp on the private Xvfb display with the trayer tray: a project whose server
@@ -27,7 +26,7 @@
 // Screenshots are kept in the build's test-output/e2e-server-failure folder.
 using namespace std::chrono_literals;
 using namespace Desktop;
-using TestSupport::waitUntil;
+using AccessibleSteps::clickOn;
 
 namespace {
 
@@ -46,11 +45,11 @@ class ServerFailureTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop"),
-                                    QStringLiteral("xwininfo"), QStringLiteral("import")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        if (const QString tool =
+                missingProgram({QStringLiteral("xdotool"), QStringLiteral("xprop"),
+                                QStringLiteral("xwininfo"), QStringLiteral("import")});
+            !tool.isEmpty()) {
+            GTEST_SKIP() << tool.toStdString() << " is not installed";
         }
         if (const QString missing = AccessibilityBus::missingTool(); !missing.isEmpty()) {
             GTEST_SKIP() << missing.toStdString();
@@ -92,10 +91,7 @@ protected:
     void TearDown() override
     {
         if (wisp) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
+            wisp->stopAndReport(HasFailure());
             wisp.reset();
         }
         a11y.stop();
@@ -127,21 +123,9 @@ protected:
     waitForNode(const std::function<bool(const AccessibleNode&)>& matches, const std::string& what,
                 std::chrono::milliseconds timeout = 90s)
     {
-        std::optional<AccessibleNode> found;
-        std::optional<AccessibleNode> last;
-        QString error;
-        waitUntil(
-            [&] {
-                last = a11y.tree(&error);
-                found = last ? last->find(matches) : std::nullopt;
-                return found.has_value();
-            },
-            timeout);
-        if (!found) {
-            ADD_FAILURE() << "never appeared: " << what << "\n"
-                          << (last ? last->outline() : error).toStdString();
-        }
-        return found;
+        return AccessibleSteps::waitForSearch(
+            [&](QString* error) { return a11y.tree(error); },
+            [&](const AccessibleNode& root) { return root.find(matches); }, what, timeout);
     }
 
     std::optional<AccessibleNode> waitForButton(const QString& name)
@@ -154,33 +138,7 @@ protected:
             "the button \"" + name.toStdString() + "\"");
     }
 
-    void clickOn(const std::optional<AccessibleNode>& node)
-    {
-        ASSERT_TRUE(node.has_value());
-        ASSERT_FALSE(node->extents.isEmpty()) << node->outline().toStdString();
-        click(node->centre());
-    }
-
-    void clickTrayIcon()
-    {
-        std::optional<XWindow> icon;
-        waitUntil(
-            [&] {
-                icon = visibleWispWindow(isTrayIcon);
-                return icon.has_value();
-            },
-            30s);
-        ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
-        click(icon->geometry.center(), 1);
-    }
-
-    void screenshot(const QString& name)
-    {
-        const QString path = QDir(outputFolder()).filePath(name + QStringLiteral(".png"));
-        EXPECT_TRUE(Desktop::screenshot(path)) << "no screenshot " << path.toStdString();
-        std::printf("screenshot: %s\n", qPrintable(path));
-        std::fflush(stdout);
-    }
+    void screenshot(const QString& name) { AccessibleSteps::screenshot(outputFolder(), name); }
 
     QTemporaryDir config;
     QTemporaryDir projects;
@@ -201,7 +159,7 @@ TEST_F(ServerFailureTest, AFailedStartShowsTheServersOwnWordsAndShowOutputOpensI
     ASSERT_NO_FATAL_FAILURE(launchWisp());
 
     // Nothing listens: the question, answered with "Start Server".
-    ASSERT_NO_FATAL_FAILURE(clickTrayIcon());
+    ASSERT_TRUE(clickTrayIcon(1)) << "wisp's tray icon never appeared in the tray";
     ASSERT_TRUE(waitForNode(
         [](const AccessibleNode& node) {
             return node.isShowing() && (node.name == QStringLiteral("Server is not running") ||
