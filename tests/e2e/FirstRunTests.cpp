@@ -1,14 +1,10 @@
-#include "AccessibilityBus.h"
-#include "AccessibilityDriver.h"
 #include "AccessibleSteps.h"
-#include "Desktop.h"
-#include "WispProcess.h"
+#include "AccessibleWispTest.h"
 
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -51,24 +47,15 @@ void flatten(const AccessibleNode& node, QList<AccessibleNode>& into)
     }
 }
 
-class FirstRunTest : public ::testing::Test
+class FirstRunTest : public AccessibleWispTest
 {
 protected:
     void SetUp() override
     {
-        if (const QString tool =
-                missingProgram({QStringLiteral("xdotool"), QStringLiteral("xprop"),
-                                QStringLiteral("xwininfo"), QStringLiteral("import")});
-            !tool.isEmpty()) {
-            GTEST_SKIP() << tool.toStdString() << " is not installed";
+        AccessibleWispTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
         }
-        if (const QString missing = AccessibilityBus::missingTool(); !missing.isEmpty()) {
-            GTEST_SKIP() << missing.toStdString();
-        }
-        ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
-            << WispProcess::executablePath().toStdString();
-        QString error;
-        ASSERT_TRUE(bus.start(&error)) << error.toStdString();
 
         apiPort = TestSupport::freePort();
         for (int attempt = 0; attempt < 10 && (webPort <= 0 || webPort == apiPort); ++attempt) {
@@ -88,16 +75,6 @@ protected:
         ASSERT_TRUE(QDir().mkpath(outputFolder())) << outputFolder().toStdString();
     }
 
-    void TearDown() override
-    {
-        if (wisp) {
-            wisp->stopAndReport(HasFailure());
-            wisp.reset();
-        }
-        a11y.stop();
-        bus.stop();
-    }
-
     // A Node project whose "dev" script would serve on `port`; nothing starts it here.
     void makeProject(const QString& root, const QString& name, int port)
     {
@@ -113,7 +90,7 @@ protected:
                                ".listen(Number(process.argv[3]), '127.0.0.1');\n");
     }
 
-    QProcessEnvironment environment() const
+    QProcessEnvironment environment() const override
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
@@ -122,16 +99,6 @@ protected:
         bus.addTo(environment);
         WispProcess::skipLeakCheck(environment);
         return environment;
-    }
-
-    void launchWisp()
-    {
-        wisp = std::make_unique<WispProcess>(environment());
-        ASSERT_TRUE(wisp->process.waitForStarted(10000))
-            << wisp->process.errorString().toStdString();
-        QString error;
-        ASSERT_TRUE(a11y.start(wisp->process.processId(), environment(), &error))
-            << error.toStdString();
     }
 
     // What the searches below look at: wisp's windows, or the popup it showed last.
@@ -554,9 +521,6 @@ protected:
     QTemporaryDir projects;
     QTemporaryDir moreProjects;
     QTemporaryDir temporary;
-    AccessibilityBus bus;
-    std::unique_ptr<WispProcess> wisp;
-    AccessibilityDriver a11y;
     Where searchIn = Where::windows;
     QString lastTreeError;
     int apiPort = 0;

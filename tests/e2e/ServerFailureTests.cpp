@@ -2,17 +2,13 @@
 #include "Managers/SettingsManager.h"
 #include "Models/Browser.h"
 
-#include "AccessibilityBus.h"
-#include "AccessibilityDriver.h"
 #include "AccessibleSteps.h"
-#include "Desktop.h"
-#include "WispProcess.h"
+#include "AccessibleWispTest.h"
 
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -40,24 +36,15 @@ QString outputFolder()
     return QDir::cleanPath(QStringLiteral(WISP_BIN_DIR "/../test-output/e2e-server-failure"));
 }
 
-class ServerFailureTest : public ::testing::Test
+class ServerFailureTest : public AccessibleWispTest
 {
 protected:
     void SetUp() override
     {
-        if (const QString tool =
-                missingProgram({QStringLiteral("xdotool"), QStringLiteral("xprop"),
-                                QStringLiteral("xwininfo"), QStringLiteral("import")});
-            !tool.isEmpty()) {
-            GTEST_SKIP() << tool.toStdString() << " is not installed";
+        AccessibleWispTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
         }
-        if (const QString missing = AccessibilityBus::missingTool(); !missing.isEmpty()) {
-            GTEST_SKIP() << missing.toStdString();
-        }
-        ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
-            << WispProcess::executablePath().toStdString();
-        QString error;
-        ASSERT_TRUE(bus.start(&error)) << error.toStdString();
         port = TestSupport::freePort();
         ASSERT_GT(port, 0);
 
@@ -88,17 +75,7 @@ protected:
         ASSERT_TRUE(QDir().mkpath(outputFolder())) << outputFolder().toStdString();
     }
 
-    void TearDown() override
-    {
-        if (wisp) {
-            wisp->stopAndReport(HasFailure());
-            wisp.reset();
-        }
-        a11y.stop();
-        bus.stop();
-    }
-
-    QProcessEnvironment environment() const
+    QProcessEnvironment environment() const override
     {
         QProcessEnvironment environment =
             WispProcess::environment(bin.path(), config.path(), temporary.path(), records.path());
@@ -106,14 +83,10 @@ protected:
         return environment;
     }
 
+    // Started and polling the project's port.
     void launchWisp()
     {
-        wisp = std::make_unique<WispProcess>(environment());
-        ASSERT_TRUE(wisp->process.waitForStarted(10000))
-            << wisp->process.errorString().toStdString();
-        QString error;
-        ASSERT_TRUE(a11y.start(wisp->process.processId(), environment(), &error))
-            << error.toStdString();
+        ASSERT_NO_FATAL_FAILURE(AccessibleWispTest::launchWisp());
         ASSERT_TRUE(wisp->waitForLine(
             QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(port), 60s))
             << wisp->log().toStdString();
@@ -147,9 +120,6 @@ protected:
     QTemporaryDir temporary;
     QString projectPath;
     int port = 0;
-    AccessibilityBus bus;
-    std::unique_ptr<WispProcess> wisp;
-    AccessibilityDriver a11y;
 };
 
 } // namespace
