@@ -71,21 +71,14 @@ protected:
         }
         EXPECT_GT(port, 0);
         ports.append(port);
-        TestSupport::writeFile(projects.path(), name + QStringLiteral("/package.json"),
-                               QStringLiteral(R"({"name": "%1", "private": true,
-  "scripts": {"dev": "node server.js --port %2"}}
-)")
-                                   .arg(name)
-                                   .arg(port)
-                                   .toUtf8());
-        TestSupport::writeFile(projects.path(), name + QStringLiteral("/server.js"),
-                               QStringLiteral(R"(const port = Number(process.argv[3]);
+        writeNodeProject(projects.path(), name, port,
+                         QStringLiteral(R"(const port = Number(process.argv[3]);
 setTimeout(() => require('http')
     .createServer((request, response) => response.end('%1\n'))
     .listen(port, '127.0.0.1'), 1500);
 )")
-                                   .arg(name)
-                                   .toUtf8());
+                             .arg(name)
+                             .toUtf8());
         return port;
     }
 

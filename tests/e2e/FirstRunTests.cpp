@@ -1,5 +1,6 @@
 #include "AccessibleSteps.h"
 #include "AccessibleWispTest.h"
+#include "LocalServers.h"
 
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
@@ -78,16 +79,9 @@ protected:
     // A Node project whose "dev" script would serve on `port`; nothing starts it here.
     void makeProject(const QString& root, const QString& name, int port)
     {
-        TestSupport::writeFile(root, name + QStringLiteral("/package.json"),
-                               QStringLiteral(R"({"name": "%1", "private": true,
-  "scripts": {"dev": "node server.js --port %2"}}
-)")
-                                   .arg(name)
-                                   .arg(port)
-                                   .toUtf8());
-        TestSupport::writeFile(root, name + QStringLiteral("/server.js"),
-                               "require('http').createServer((q, r) => r.end('ok\\n'))"
-                               ".listen(Number(process.argv[3]), '127.0.0.1');\n");
+        LocalServers::writeNodeProject(root, name, port,
+                                       "require('http').createServer((q, r) => r.end('ok\\n'))"
+                                       ".listen(Number(process.argv[3]), '127.0.0.1');\n");
     }
 
     QProcessEnvironment environment() const override

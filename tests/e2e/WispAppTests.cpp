@@ -192,14 +192,7 @@ protected:
                                "<!doctype html><title>site</title><link rel=stylesheet "
                                "href=style.css><h1>site</h1>\n");
         TestSupport::writeFile(root, QStringLiteral("site/style.css"), "h1 { color: teal; }\n");
-        TestSupport::writeFile(root, QStringLiteral("api/package.json"),
-                               QStringLiteral(R"({"name": "api", "private": true,
-  "scripts": {"dev": "node server.js --port %1"}}
-)")
-                                   .arg(apiPort)
-                                   .toUtf8());
-        TestSupport::writeFile(root, QStringLiteral("api/server.js"),
-                               R"(const http = require('http');
+        writeNodeProject(root, QStringLiteral("api"), apiPort, R"(const http = require('http');
 const port = Number(process.argv[process.argv.indexOf('--port') + 1]);
 http.createServer((request, response) => response.end('api\n')).listen(port, '127.0.0.1');
 )");
