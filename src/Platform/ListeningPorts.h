@@ -30,4 +30,10 @@ struct ListeningPorts
     // Logs, the first time since the last call of setReadingKernel only, that the kernel's
     // tables cannot be read (`what`: the table and the reason) and that lsof answers instead.
     static void noteUnreadable(const QString& what);
+
+private:
+    // Each system's own reading of the kernel: the group's listening ports, nullopt when that
+    // cannot be done; and then what could not be read, for noteUnreadable.
+    static std::optional<QSet<int>> kernelPortsOfGroup(qint64 group);
+    static QString unreadableForGroup(qint64 group);
 };

@@ -13,7 +13,6 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTcpServer>
 #include <QTemporaryDir>
 
@@ -38,16 +37,11 @@ class ChangingMindTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
-        }
-        for (const QString& tool :
-             {QStringLiteral("/usr/bin/npm"), QStringLiteral("/usr/bin/node")}) {
-            if (!QFileInfo(tool).isExecutable()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        if (const QString tool =
+                missingProgram({QStringLiteral("xdotool"), QStringLiteral("xprop"),
+                                QStringLiteral("/usr/bin/npm"), QStringLiteral("/usr/bin/node")});
+            !tool.isEmpty()) {
+            GTEST_SKIP() << tool.toStdString() << " is not installed";
         }
         ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
             << WispProcess::executablePath().toStdString();
@@ -58,10 +52,7 @@ protected:
     void TearDown() override
     {
         if (wisp) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
+            wisp->stopAndReport(HasFailure());
             // The development servers it started, with whatever they started.
             stopProcessGroups(startedServers(wisp->lines));
         }
@@ -80,21 +71,14 @@ protected:
         }
         EXPECT_GT(port, 0);
         ports.append(port);
-        TestSupport::writeFile(projects.path(), name + QStringLiteral("/package.json"),
-                               QStringLiteral(R"({"name": "%1", "private": true,
-  "scripts": {"dev": "node server.js --port %2"}}
-)")
-                                   .arg(name)
-                                   .arg(port)
-                                   .toUtf8());
-        TestSupport::writeFile(projects.path(), name + QStringLiteral("/server.js"),
-                               QStringLiteral(R"(const port = Number(process.argv[3]);
+        writeNodeProject(projects.path(), name, port,
+                         QStringLiteral(R"(const port = Number(process.argv[3]);
 setTimeout(() => require('http')
     .createServer((request, response) => response.end('%1\n'))
     .listen(port, '127.0.0.1'), 1500);
 )")
-                                   .arg(name)
-                                   .toUtf8());
+                             .arg(name)
+                             .toUtf8());
         return port;
     }
 
@@ -118,32 +102,15 @@ setTimeout(() => require('http')
         return *wisp;
     }
 
-    std::optional<XWindow> waitForWindow(const std::function<bool(const XWindow&)>& matches)
-    {
-        std::optional<XWindow> found;
-        waitUntil(
-            [&] {
-                found = visibleWispWindow(matches);
-                return found.has_value();
-            },
-            30s);
-        return found;
-    }
-
     // Opens the status menu with a right click on the tray icon and waits for it.
     void openMenu()
     {
-        const std::optional<XWindow> icon = waitForWindow(isTrayIcon);
-        ASSERT_TRUE(icon.has_value()) << "wisp's tray icon never appeared in the tray";
-        const QPoint centre = icon->geometry.center();
         // A click that lands while the menu just closed still belongs to its grab and is lost;
         // a person would click again, and so does the test, until its deadline.
         const bool opened = waitUntil(
             [&] {
-                xdotool({QStringLiteral("mousemove"), QString::number(centre.x()),
-                         QString::number(centre.y()), QStringLiteral("click"),
-                         QStringLiteral("3")});
-                return waitUntil([] { return visibleWispWindow(isMenu).has_value(); }, 3s);
+                return clickTrayIcon(3) &&
+                       waitUntil([] { return visibleWispWindow(isMenu).has_value(); }, 3s);
             },
             30s);
         ASSERT_TRUE(opened) << "the status menu did not open";

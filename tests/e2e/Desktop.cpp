@@ -1,9 +1,27 @@
 #include "Desktop.h"
 
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFileInfo>
 #include <QMap>
 #include <QProcess>
+#include <QStandardPaths>
 
 namespace Desktop {
+
+QString missingProgram(const QStringList& programs)
+{
+    for (const QString& program : programs) {
+        const bool installed = QDir::isAbsolutePath(program)
+                                   ? QFileInfo(program).isExecutable()
+                                   : !QStandardPaths::findExecutable(program).isEmpty();
+        if (!installed) {
+            return program;
+        }
+    }
+    return {};
+}
 
 RunResult run(const QString& program, const QStringList& arguments, int timeoutMs)
 {
@@ -78,10 +96,33 @@ std::optional<XWindow> visibleWispWindow(const std::function<bool(const XWindow&
     return std::nullopt;
 }
 
+std::optional<XWindow> waitForWindow(const std::function<bool(const XWindow&)>& matches,
+                                     std::chrono::milliseconds timeout)
+{
+    std::optional<XWindow> found;
+    TestSupport::waitUntil(
+        [&] {
+            found = visibleWispWindow(matches);
+            return found.has_value();
+        },
+        timeout);
+    return found;
+}
+
 bool isTrayIcon(const XWindow& window)
 {
     return window.geometry.width() > 0 && window.geometry.width() <= 64 &&
            window.geometry.height() <= 64;
+}
+
+bool clickTrayIcon(int button)
+{
+    const std::optional<XWindow> icon = waitForWindow(isTrayIcon);
+    if (!icon) {
+        return false;
+    }
+    click(icon->geometry.center(), button);
+    return true;
 }
 
 bool isAlert(const XWindow& window)

@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -17,6 +18,10 @@ struct RunResult
     int exitCode = -1;
     QString standardOutput;
 };
+
+// The first of `programs` that is not installed: a name is looked up on PATH, a path must be
+// executable. Empty when all are there.
+QString missingProgram(const QStringList& programs);
 
 // Runs a program to its end (standard error merged into the output); exit code -1 when it
 // crashed or missed the deadline.
@@ -39,8 +44,13 @@ QStringList visibleWispWindowIds();
 // wisp's windows that are shown on the display now.
 QList<XWindow> visibleWispWindows();
 std::optional<XWindow> visibleWispWindow(const std::function<bool(const XWindow&)>& matches);
+// Waits until one of wisp's windows that matches is shown; nothing when none came in time.
+std::optional<XWindow> waitForWindow(const std::function<bool(const XWindow&)>& matches,
+                                     std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
 bool isTrayIcon(const XWindow& window);
+// Waits for wisp's tray icon and clicks it with `button`; false when it never appeared.
+bool clickTrayIcon(int button);
 bool isAlert(const XWindow& window);
 bool isMenu(const XWindow& window);
 

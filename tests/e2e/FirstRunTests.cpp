@@ -1,21 +1,17 @@
-#include "AccessibilityBus.h"
-#include "AccessibilityDriver.h"
-#include "Desktop.h"
-#include "WispProcess.h"
+#include "AccessibleSteps.h"
+#include "AccessibleWispTest.h"
+#include "LocalServers.h"
 
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
 // A new user's first run of the real wisp executable on the private Xvfb display with the
@@ -26,6 +22,7 @@
 // in the build's test-output/e2e-onboarding folder.
 using namespace std::chrono_literals;
 using namespace Desktop;
+using AccessibleSteps::clickOn;
 using TestSupport::waitUntil;
 
 namespace {
@@ -51,24 +48,15 @@ void flatten(const AccessibleNode& node, QList<AccessibleNode>& into)
     }
 }
 
-class FirstRunTest : public ::testing::Test
+class FirstRunTest : public AccessibleWispTest
 {
 protected:
     void SetUp() override
     {
-        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop"),
-                                    QStringLiteral("xwininfo"), QStringLiteral("import")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        AccessibleWispTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
         }
-        if (const QString missing = AccessibilityBus::missingTool(); !missing.isEmpty()) {
-            GTEST_SKIP() << missing.toStdString();
-        }
-        ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
-            << WispProcess::executablePath().toStdString();
-        QString error;
-        ASSERT_TRUE(bus.start(&error)) << error.toStdString();
 
         apiPort = TestSupport::freePort();
         for (int attempt = 0; attempt < 10 && (webPort <= 0 || webPort == apiPort); ++attempt) {
@@ -88,35 +76,15 @@ protected:
         ASSERT_TRUE(QDir().mkpath(outputFolder())) << outputFolder().toStdString();
     }
 
-    void TearDown() override
-    {
-        if (wisp) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
-            wisp.reset();
-        }
-        a11y.stop();
-        bus.stop();
-    }
-
     // A Node project whose "dev" script would serve on `port`; nothing starts it here.
     void makeProject(const QString& root, const QString& name, int port)
     {
-        TestSupport::writeFile(root, name + QStringLiteral("/package.json"),
-                               QStringLiteral(R"({"name": "%1", "private": true,
-  "scripts": {"dev": "node server.js --port %2"}}
-)")
-                                   .arg(name)
-                                   .arg(port)
-                                   .toUtf8());
-        TestSupport::writeFile(root, name + QStringLiteral("/server.js"),
-                               "require('http').createServer((q, r) => r.end('ok\\n'))"
-                               ".listen(Number(process.argv[3]), '127.0.0.1');\n");
+        LocalServers::writeNodeProject(root, name, port,
+                                       "require('http').createServer((q, r) => r.end('ok\\n'))"
+                                       ".listen(Number(process.argv[3]), '127.0.0.1');\n");
     }
 
-    QProcessEnvironment environment() const
+    QProcessEnvironment environment() const override
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
@@ -125,16 +93,6 @@ protected:
         bus.addTo(environment);
         WispProcess::skipLeakCheck(environment);
         return environment;
-    }
-
-    void launchWisp()
-    {
-        wisp = std::make_unique<WispProcess>(environment());
-        ASSERT_TRUE(wisp->process.waitForStarted(10000))
-            << wisp->process.errorString().toStdString();
-        QString error;
-        ASSERT_TRUE(a11y.start(wisp->process.processId(), environment(), &error))
-            << error.toStdString();
     }
 
     // What the searches below look at: wisp's windows, or the popup it showed last.
@@ -151,20 +109,11 @@ protected:
     waitForSearch(const std::function<std::optional<AccessibleNode>(const AccessibleNode&)>& search,
                   const std::string& what, std::chrono::milliseconds timeout = 90s)
     {
-        std::optional<AccessibleNode> found;
-        std::optional<AccessibleNode> last;
-        waitUntil(
-            [&] {
-                last = tree();
-                found = last ? search(*last) : std::nullopt;
-                return found.has_value();
+        return AccessibleSteps::waitForSearch(
+            [&](QString* error) {
+                return searchIn == Where::popup ? a11y.popup(error) : a11y.tree(error);
             },
-            timeout);
-        if (!found) {
-            ADD_FAILURE() << "never appeared: " << what << "\n"
-                          << (last ? last->outline() : lastTreeError).toStdString();
-        }
-        return found;
+            search, what, timeout);
     }
 
     std::optional<AccessibleNode>
@@ -233,20 +182,7 @@ protected:
             timeout);
     }
 
-    void clickOn(const std::optional<AccessibleNode>& node)
-    {
-        ASSERT_TRUE(node.has_value());
-        ASSERT_FALSE(node->extents.isEmpty()) << node->outline().toStdString();
-        click(node->centre());
-    }
-
-    void screenshot(const QString& name)
-    {
-        const QString path = QDir(outputFolder()).filePath(name + QStringLiteral(".png"));
-        EXPECT_TRUE(Desktop::screenshot(path)) << "no screenshot " << path.toStdString();
-        std::printf("screenshot: %s\n", qPrintable(path));
-        std::fflush(stdout);
-    }
+    void screenshot(const QString& name) { AccessibleSteps::screenshot(outputFolder(), name); }
 
     // A value of $XDG_CONFIG_HOME/wisp/wisp.conf as it is on disk now.
     QVariant stored(const QString& key) const
@@ -420,15 +356,7 @@ protected:
     void changeSettingsInPopover()
     {
         // The tray menu's "Settings..." item opens the popover.
-        std::optional<XWindow> icon;
-        waitUntil(
-            [&] {
-                icon = visibleWispWindow(isTrayIcon);
-                return icon.has_value();
-            },
-            30s);
-        ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
-        click(icon->geometry.center(), 3);
+        ASSERT_TRUE(clickTrayIcon(3)) << "wisp's tray icon never appeared in the tray";
         searchIn = Where::popup;
         const std::optional<AccessibleNode> settingsItem =
             waitForRole(QStringLiteral("menu item"), QStringLiteral("Settings..."));
@@ -587,9 +515,6 @@ protected:
     QTemporaryDir projects;
     QTemporaryDir moreProjects;
     QTemporaryDir temporary;
-    AccessibilityBus bus;
-    std::unique_ptr<WispProcess> wisp;
-    AccessibilityDriver a11y;
     Where searchIn = Where::windows;
     QString lastTreeError;
     int apiPort = 0;
@@ -625,13 +550,7 @@ TEST_F(FirstRunTest, KeyboardThroughTheTrayMenuIsAnnouncedAndTheSettingsPopoverI
     ASSERT_TRUE(wisp->waitForLine(
         QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(apiPort), 60s))
         << wisp->log().toStdString();
-    std::optional<XWindow> icon;
-    waitUntil(
-        [&] {
-            icon = visibleWispWindow(isTrayIcon);
-            return icon.has_value();
-        },
-        30s);
+    const std::optional<XWindow> icon = waitForWindow(isTrayIcon);
     ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
     announcements();
 

@@ -85,6 +85,19 @@ QByteArray httpGet(int port, std::chrono::milliseconds timeout)
     return response + socket.readAll();
 }
 
+void writeNodeProject(const QString& root, const QString& name, int port,
+                      const QByteArray& serverScript)
+{
+    TestSupport::writeFile(root, name + QStringLiteral("/package.json"),
+                           QStringLiteral(R"({"name": "%1", "private": true,
+  "scripts": {"dev": "node server.js --port %2"}}
+)")
+                               .arg(name)
+                               .arg(port)
+                               .toUtf8());
+    TestSupport::writeFile(root, name + QStringLiteral("/server.js"), serverScript);
+}
+
 QList<qint64> startedServers(const QStringList& log)
 {
     static const QRegularExpression started(

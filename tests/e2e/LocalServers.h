@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QString>
 #include <QStringList>
 
 #include <chrono>
@@ -22,6 +23,11 @@ void stopServersOn(int port);
 // What answers an HTTP request for "/" on localhost:`port` (either address family), with the
 // headers; empty when nothing does within `timeout`.
 QByteArray httpGet(int port, std::chrono::milliseconds timeout);
+
+// A Node project `name` in `root`: its "dev" script runs `serverScript`, saved as server.js,
+// with "--port `port`" (process.argv[3]).
+void writeNodeProject(const QString& root, const QString& name, int port,
+                      const QByteArray& serverScript);
 
 // The process ids of the servers a wisp started, from its "Server process started" log lines,
 // in order and each once.

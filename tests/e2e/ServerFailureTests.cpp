@@ -2,23 +2,18 @@
 #include "Managers/SettingsManager.h"
 #include "Models/Browser.h"
 
-#include "AccessibilityBus.h"
-#include "AccessibilityDriver.h"
-#include "Desktop.h"
-#include "WispProcess.h"
+#include "AccessibleSteps.h"
+#include "AccessibleWispTest.h"
 
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <memory>
 
 // The real wisp on the private Xvfb display with the trayer tray: a project whose server
@@ -27,7 +22,7 @@
 // Screenshots are kept in the build's test-output/e2e-server-failure folder.
 using namespace std::chrono_literals;
 using namespace Desktop;
-using TestSupport::waitUntil;
+using AccessibleSteps::clickOn;
 
 namespace {
 
@@ -41,24 +36,15 @@ QString outputFolder()
     return QDir::cleanPath(QStringLiteral(WISP_BIN_DIR "/../test-output/e2e-server-failure"));
 }
 
-class ServerFailureTest : public ::testing::Test
+class ServerFailureTest : public AccessibleWispTest
 {
 protected:
     void SetUp() override
     {
-        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop"),
-                                    QStringLiteral("xwininfo"), QStringLiteral("import")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        AccessibleWispTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
         }
-        if (const QString missing = AccessibilityBus::missingTool(); !missing.isEmpty()) {
-            GTEST_SKIP() << missing.toStdString();
-        }
-        ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
-            << WispProcess::executablePath().toStdString();
-        QString error;
-        ASSERT_TRUE(bus.start(&error)) << error.toStdString();
         port = TestSupport::freePort();
         ASSERT_GT(port, 0);
 
@@ -89,20 +75,7 @@ protected:
         ASSERT_TRUE(QDir().mkpath(outputFolder())) << outputFolder().toStdString();
     }
 
-    void TearDown() override
-    {
-        if (wisp) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
-            wisp.reset();
-        }
-        a11y.stop();
-        bus.stop();
-    }
-
-    QProcessEnvironment environment() const
+    QProcessEnvironment environment() const override
     {
         QProcessEnvironment environment =
             WispProcess::environment(bin.path(), config.path(), temporary.path(), records.path());
@@ -110,14 +83,10 @@ protected:
         return environment;
     }
 
+    // Started and polling the project's port.
     void launchWisp()
     {
-        wisp = std::make_unique<WispProcess>(environment());
-        ASSERT_TRUE(wisp->process.waitForStarted(10000))
-            << wisp->process.errorString().toStdString();
-        QString error;
-        ASSERT_TRUE(a11y.start(wisp->process.processId(), environment(), &error))
-            << error.toStdString();
+        ASSERT_NO_FATAL_FAILURE(AccessibleWispTest::launchWisp());
         ASSERT_TRUE(wisp->waitForLine(
             QStringLiteral("🚀 [AppDelegate] Starting polling on port %1").arg(port), 60s))
             << wisp->log().toStdString();
@@ -127,21 +96,9 @@ protected:
     waitForNode(const std::function<bool(const AccessibleNode&)>& matches, const std::string& what,
                 std::chrono::milliseconds timeout = 90s)
     {
-        std::optional<AccessibleNode> found;
-        std::optional<AccessibleNode> last;
-        QString error;
-        waitUntil(
-            [&] {
-                last = a11y.tree(&error);
-                found = last ? last->find(matches) : std::nullopt;
-                return found.has_value();
-            },
-            timeout);
-        if (!found) {
-            ADD_FAILURE() << "never appeared: " << what << "\n"
-                          << (last ? last->outline() : error).toStdString();
-        }
-        return found;
+        return AccessibleSteps::waitForSearch(
+            [&](QString* error) { return a11y.tree(error); },
+            [&](const AccessibleNode& root) { return root.find(matches); }, what, timeout);
     }
 
     std::optional<AccessibleNode> waitForButton(const QString& name)
@@ -154,33 +111,7 @@ protected:
             "the button \"" + name.toStdString() + "\"");
     }
 
-    void clickOn(const std::optional<AccessibleNode>& node)
-    {
-        ASSERT_TRUE(node.has_value());
-        ASSERT_FALSE(node->extents.isEmpty()) << node->outline().toStdString();
-        click(node->centre());
-    }
-
-    void clickTrayIcon()
-    {
-        std::optional<XWindow> icon;
-        waitUntil(
-            [&] {
-                icon = visibleWispWindow(isTrayIcon);
-                return icon.has_value();
-            },
-            30s);
-        ASSERT_TRUE(icon) << "wisp's tray icon never appeared in the tray";
-        click(icon->geometry.center(), 1);
-    }
-
-    void screenshot(const QString& name)
-    {
-        const QString path = QDir(outputFolder()).filePath(name + QStringLiteral(".png"));
-        EXPECT_TRUE(Desktop::screenshot(path)) << "no screenshot " << path.toStdString();
-        std::printf("screenshot: %s\n", qPrintable(path));
-        std::fflush(stdout);
-    }
+    void screenshot(const QString& name) { AccessibleSteps::screenshot(outputFolder(), name); }
 
     QTemporaryDir config;
     QTemporaryDir projects;
@@ -189,9 +120,6 @@ protected:
     QTemporaryDir temporary;
     QString projectPath;
     int port = 0;
-    AccessibilityBus bus;
-    std::unique_ptr<WispProcess> wisp;
-    AccessibilityDriver a11y;
 };
 
 } // namespace
@@ -201,7 +129,7 @@ TEST_F(ServerFailureTest, AFailedStartShowsTheServersOwnWordsAndShowOutputOpensI
     ASSERT_NO_FATAL_FAILURE(launchWisp());
 
     // Nothing listens: the question, answered with "Start Server".
-    ASSERT_NO_FATAL_FAILURE(clickTrayIcon());
+    ASSERT_TRUE(clickTrayIcon(1)) << "wisp's tray icon never appeared in the tray";
     ASSERT_TRUE(waitForNode(
         [](const AccessibleNode& node) {
             return node.isShowing() && (node.name == QStringLiteral("Server is not running") ||

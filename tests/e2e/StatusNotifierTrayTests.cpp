@@ -39,12 +39,12 @@ class StatusNotifierTrayTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        for (const QString& tool :
-             {QStringLiteral("status-notifier-watcher"), QStringLiteral("gtk-sni-tray-standalone"),
-              QStringLiteral("xdotool"), QStringLiteral("xprop"), QStringLiteral("xwininfo")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        if (const QString tool = missingProgram({QStringLiteral("status-notifier-watcher"),
+                                                 QStringLiteral("gtk-sni-tray-standalone"),
+                                                 QStringLiteral("xdotool"), QStringLiteral("xprop"),
+                                                 QStringLiteral("xwininfo")});
+            !tool.isEmpty()) {
+            GTEST_SKIP() << tool.toStdString() << " is not installed";
         }
         QString error;
         ASSERT_TRUE(bus.start(&error)) << error.toStdString();
@@ -73,10 +73,7 @@ protected:
     void TearDown() override
     {
         if (wisp) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
+            wisp->stopAndReport(HasFailure());
             wisp.reset();
         }
         for (QProcess* process : {&host, &watcher}) {
@@ -213,17 +210,7 @@ protected:
         return QDir(records.path()).entryList({QStringLiteral("*.args")}, QDir::Files).size();
     }
 
-    std::optional<XWindow> waitForMenu()
-    {
-        std::optional<XWindow> found;
-        waitUntil(
-            [&] {
-                found = visibleWispWindow(isMenu);
-                return found.has_value();
-            },
-            30s);
-        return found;
-    }
+    std::optional<XWindow> waitForMenu() { return waitForWindow(isMenu); }
 
     void closeMenu()
     {

@@ -17,7 +17,6 @@
 #include <QProcess>
 #include <QRect>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -52,17 +51,12 @@ class WispAppTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        for (const QString& tool : {QStringLiteral("xdotool"), QStringLiteral("xprop")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
-        }
-        for (const QString& tool :
-             {QStringLiteral("/usr/bin/python3"), QStringLiteral("/usr/bin/npm"),
-              QStringLiteral("/usr/bin/node")}) {
-            if (!QFileInfo(tool).isExecutable()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        if (const QString tool =
+                missingProgram({QStringLiteral("xdotool"), QStringLiteral("xprop"),
+                                QStringLiteral("/usr/bin/python3"), QStringLiteral("/usr/bin/npm"),
+                                QStringLiteral("/usr/bin/node")});
+            !tool.isEmpty()) {
+            GTEST_SKIP() << tool.toStdString() << " is not installed";
         }
         ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
             << WispProcess::executablePath().toStdString();
@@ -83,10 +77,7 @@ protected:
     void TearDown() override
     {
         for (const std::unique_ptr<WispProcess>& wisp : wisps) {
-            wisp->stop();
-            if (HasFailure()) {
-                std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(wisp->log()));
-            }
+            wisp->stopAndReport(HasFailure());
         }
         wisps.clear();
         for (const int port : std::as_const(portsToClean)) {
@@ -201,14 +192,7 @@ protected:
                                "<!doctype html><title>site</title><link rel=stylesheet "
                                "href=style.css><h1>site</h1>\n");
         TestSupport::writeFile(root, QStringLiteral("site/style.css"), "h1 { color: teal; }\n");
-        TestSupport::writeFile(root, QStringLiteral("api/package.json"),
-                               QStringLiteral(R"({"name": "api", "private": true,
-  "scripts": {"dev": "node server.js --port %1"}}
-)")
-                                   .arg(apiPort)
-                                   .toUtf8());
-        TestSupport::writeFile(root, QStringLiteral("api/server.js"),
-                               R"(const http = require('http');
+        writeNodeProject(root, QStringLiteral("api"), apiPort, R"(const http = require('http');
 const port = Number(process.argv[process.argv.indexOf('--port') + 1]);
 http.createServer((request, response) => response.end('api\n')).listen(port, '127.0.0.1');
 )");
@@ -268,41 +252,10 @@ http.createServer((request, response) => response.end('api\n')).listen(port, '12
         return wisp;
     }
 
-    // wisp's tray icon: its small window embedded in the tray.
-    std::optional<QRect> trayIcon()
-    {
-        std::optional<QRect> icon;
-        waitUntil(
-            [&] {
-                const std::optional<XWindow> window = visibleWispWindow(isTrayIcon);
-                if (window) {
-                    icon = window->geometry;
-                }
-                return icon.has_value();
-            },
-            30s);
-        return icon;
-    }
-
     void clickTrayIcon(int button)
     {
-        const std::optional<QRect> icon = trayIcon();
-        ASSERT_TRUE(icon.has_value()) << "wisp's tray icon never appeared in the tray";
-        const QPoint centre = icon->center();
-        xdotool({QStringLiteral("mousemove"), QString::number(centre.x()),
-                 QString::number(centre.y()), QStringLiteral("click"), QString::number(button)});
-    }
-
-    std::optional<XWindow> waitForWindow(const std::function<bool(const XWindow&)>& matches)
-    {
-        std::optional<XWindow> found;
-        waitUntil(
-            [&] {
-                found = visibleWispWindow(matches);
-                return found.has_value();
-            },
-            30s);
-        return found;
+        ASSERT_TRUE(Desktop::clickTrayIcon(button))
+            << "wisp's tray icon never appeared in the tray";
     }
 
     // Opens the status menu with a right click and waits for it.
@@ -436,7 +389,7 @@ TEST_F(WispAppTest, SecondLaunchExitsAndTheRunningInstancePerformsTheMainAction)
     ASSERT_TRUE(waitUntil([] { return portAnswers(sitePort); }, 30s));
 
     WispProcess& first = launchWispAndWaitForPolling(sitePort);
-    ASSERT_TRUE(trayIcon().has_value());
+    ASSERT_TRUE(waitForWindow(isTrayIcon).has_value());
 
     WispProcess& second = launchWisp();
     ASSERT_TRUE(second.waitForExit()) << second.log().toStdString();

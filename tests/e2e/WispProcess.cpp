@@ -4,6 +4,8 @@
 
 #include <QDir>
 
+#include <cstdio>
+
 using TestSupport::waitUntil;
 
 WispProcess::WispProcess(const QProcessEnvironment& environment, const QStringList& arguments)
@@ -54,6 +56,14 @@ void WispProcess::skipLeakCheck(QProcessEnvironment& environment)
     environment.insert(QStringLiteral("ASAN_OPTIONS"),
                        options.isEmpty() ? QStringLiteral("detect_leaks=0")
                                          : options + QStringLiteral(":detect_leaks=0"));
+}
+
+void WispProcess::stopAndReport(bool testFailed)
+{
+    stop();
+    if (testFailed) {
+        std::fprintf(stderr, "--- wisp log ---\n%s\n", qPrintable(log()));
+    }
 }
 
 void WispProcess::stop()

@@ -30,6 +30,8 @@ public:
     static void skipLeakCheck(QProcessEnvironment& environment);
 
     void stop();
+    // Stops wisp; after a failed test, its log goes to standard error to show what wisp saw.
+    void stopAndReport(bool testFailed);
 
     bool waitForLine(const QString& line,
                      std::chrono::milliseconds timeout = std::chrono::seconds(30));

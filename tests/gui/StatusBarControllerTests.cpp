@@ -125,6 +125,14 @@ protected:
         projectManager.setSelectedProject(web);
     }
 
+    // Ctrl+Alt+L stored, and the desktop giving `answer` when it is asked for.
+    void storeCtrlAltLAnswered(HotKeyRegistration answer)
+    {
+        FakeHotKeyBackend::install()->refusedCombos = {{KeyCombo(37, 0x1800), answer}};
+        settings->setHotKeyCode(37);
+        settings->setHotKeyModifiers(0x1800);
+    }
+
     TestSettings settings;
     FakeServerManager serverManager;
     FakeProjectManager projectManager;
@@ -431,10 +439,7 @@ TEST_F(StatusBarControllerTest, MainItemHasNoShortcutWhenTheKeyHasNoText)
 
 TEST_F(StatusBarControllerTest, MainItemShowsTheShortcutOnlyWhileItIsRegistered)
 {
-    FakeHotKeyBackend* backend = FakeHotKeyBackend::install();
-    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::taken}};
-    settings->setHotKeyCode(37);
-    settings->setHotKeyModifiers(0x1800);
+    storeCtrlAltLAnswered(HotKeyRegistration::taken);
     HotKeyManager manager(settings.get());
     hotKeyManager = &manager;
     selectWeb();
@@ -474,10 +479,7 @@ TEST_F(StatusBarControllerTest, MainItemShowsTheShortcutOnlyWhileItIsRegistered)
 
 TEST_F(StatusBarControllerTest, MainItemSaysTheDesktopHasNotAnsweredWhileTheShortcutWaits)
 {
-    FakeHotKeyBackend* backend = FakeHotKeyBackend::install();
-    backend->refusedCombos = {{KeyCombo(37, 0x1800), HotKeyRegistration::waiting}};
-    settings->setHotKeyCode(37);
-    settings->setHotKeyModifiers(0x1800);
+    storeCtrlAltLAnswered(HotKeyRegistration::waiting);
     HotKeyManager manager(settings.get());
     hotKeyManager = &manager;
     selectWeb();

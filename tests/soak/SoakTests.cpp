@@ -16,7 +16,6 @@
 #include <QRect>
 #include <QSet>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -152,17 +151,11 @@ class SoakTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        for (const QString& tool :
-             {QStringLiteral("xdotool"), QStringLiteral("xprop"), QStringLiteral("xwininfo")}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
-        }
-        for (const QString& tool :
-             {QStringLiteral("/usr/bin/python3"), QStringLiteral("/usr/bin/lsof")}) {
-            if (!QFileInfo(tool).isExecutable()) {
-                GTEST_SKIP() << tool.toStdString() << " is not installed";
-            }
+        if (const QString tool = missingProgram(
+                {QStringLiteral("xdotool"), QStringLiteral("xprop"), QStringLiteral("xwininfo"),
+                 QStringLiteral("/usr/bin/python3"), QStringLiteral("/usr/bin/lsof")});
+            !tool.isEmpty()) {
+            GTEST_SKIP() << tool.toStdString() << " is not installed";
         }
         ASSERT_TRUE(QFileInfo(WispProcess::executablePath()).isExecutable())
             << WispProcess::executablePath().toStdString();
@@ -268,19 +261,6 @@ protected:
         EXPECT_TRUE(Desktop::screenshot(path)) << "no screenshot " << path.toStdString();
         std::printf("screenshot: %s\n", qPrintable(path));
         std::fflush(stdout);
-    }
-
-    std::optional<XWindow> waitForWindow(const std::function<bool(const XWindow&)>& matches,
-                                         std::chrono::milliseconds timeout = 30s)
-    {
-        std::optional<XWindow> found;
-        waitUntil(
-            [&] {
-                found = visibleWispWindow(matches);
-                return found.has_value();
-            },
-            timeout);
-        return found;
     }
 
     int browserLaunches() const

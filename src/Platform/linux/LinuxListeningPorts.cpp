@@ -1,13 +1,9 @@
 #include "Platform/ListeningPorts.h"
 
-#include "Platform/LsofListeningPorts.h"
-#include "Platform/SystemTools.h"
 #include "Platform/linux/TcpSocketTable.h"
 
-#include <QCoro/QCoroFuture>
 #include <QDir>
 #include <QFile>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <climits>
 #include <optional>
@@ -150,18 +146,13 @@ std::optional<bool> ListeningPorts::listenerOn(int port)
     return answer;
 }
 
-// A walk over every process of the machine: done on a worker thread, off the main one.
-QCoro::Task<QSet<int>> ListeningPorts::ofProcessGroup(qint64 group,
-                                                      std::chrono::milliseconds deadline)
+std::optional<QSet<int>> ListeningPorts::kernelPortsOfGroup(qint64 group)
 {
-    // The future is a named local: gcc 12 destroys temporaries of a co_await twice.
-    QFuture<std::optional<QSet<int>>> walking =
-        QtConcurrent::run([group] { return listeningPortsOfGroup(group); });
-    const std::optional<QSet<int>> ports = co_await walking;
-    if (ports) {
-        co_return *ports;
-    }
-    noteUnreadable(QFile::decodeName(TcpSocketTable::ipv4Path()) + QStringLiteral(" or ") +
-                   QFile::decodeName(TcpSocketTable::ipv6Path()));
-    co_return co_await LsofListeningPorts::ofProcessGroup(SystemTools::lsof(), group, deadline);
+    return listeningPortsOfGroup(group);
+}
+
+QString ListeningPorts::unreadableForGroup(qint64 /*group*/)
+{
+    return QFile::decodeName(TcpSocketTable::ipv4Path()) + QStringLiteral(" or ") +
+           QFile::decodeName(TcpSocketTable::ipv6Path());
 }

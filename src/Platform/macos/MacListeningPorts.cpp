@@ -1,11 +1,5 @@
 #include "Platform/ListeningPorts.h"
 
-#include "Platform/LsofListeningPorts.h"
-#include "Platform/SystemTools.h"
-
-#include <QCoro/QCoroFuture>
-#include <QtConcurrent/QtConcurrentRun>
-
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -149,18 +143,12 @@ std::optional<bool> ListeningPorts::listenerOn(int port)
     return false;
 }
 
-// Done on a worker thread, off the main one; lsof, restricted to the group, where the kernel
-// refuses the list of its members.
-QCoro::Task<QSet<int>> ListeningPorts::ofProcessGroup(qint64 group,
-                                                      std::chrono::milliseconds deadline)
+std::optional<QSet<int>> ListeningPorts::kernelPortsOfGroup(qint64 group)
 {
-    // The future is a named local: temporaries of a co_await expression are not to be trusted.
-    QFuture<std::optional<QSet<int>>> walking =
-        QtConcurrent::run([group] { return listeningPortsOfGroup(group); });
-    const std::optional<QSet<int>> ports = co_await walking;
-    if (ports) {
-        co_return *ports;
-    }
-    noteUnreadable(QStringLiteral("the processes of group %1").arg(group));
-    co_return co_await LsofListeningPorts::ofProcessGroup(SystemTools::lsof(), group, deadline);
+    return listeningPortsOfGroup(group);
+}
+
+QString ListeningPorts::unreadableForGroup(qint64 group)
+{
+    return QStringLiteral("the processes of group %1").arg(group);
 }

@@ -14,8 +14,7 @@
 #include "fakes/FakeServerManager.h"
 #include "fakes/FakeSystemSettingsOpener.h"
 #include "support/LogCapture.h"
-#include "support/PortalStandIn.h"
-#include "support/PrivateSessionBus.h"
+#include "support/PortalTest.h"
 #include "support/QtPrinters.h"
 #include "support/TestSettings.h"
 #include "support/TestSupport.h"
@@ -35,17 +34,17 @@ using TestSupport::waitUntil;
 
 namespace {
 
-class PortalShortcutSettingsTest : public ::testing::Test
+class PortalShortcutSettingsTest : public PortalTest
 {
 protected:
     void SetUp() override
     {
-        if (const QString missing = PrivateSessionBus::missingTool(); !missing.isEmpty()) {
-            GTEST_SKIP() << missing.toStdString();
+        PortalTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
         }
         QString error;
-        ASSERT_TRUE(bus.start(&error)) << error.toStdString();
-        ASSERT_TRUE(portal.start({QStringLiteral("--answer"), QStringLiteral("later")}, &error))
+        ASSERT_TRUE(standIn.start({QStringLiteral("--answer"), QStringLiteral("later")}, &error))
             << error.toStdString();
         HotKeysController::setBackend(std::make_unique<PortalHotKeyBackend>(bus.connection()));
     }
@@ -54,12 +53,7 @@ protected:
     {
         view.reset();
         hotKeyManager.reset();
-        // Nothing may use the bus once it is gone: the portal backend goes, and so do portal
-        // clients whose deletion was deferred.
-        FakeHotKeyBackend::install();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        portal.stop();
-        bus.stop();
+        PortalTest::TearDown();
     }
 
     // Ctrl+Alt+L stored, asked for, and allowed by the user.
@@ -69,8 +63,8 @@ protected:
         settings->setHotKeyModifiers(0x1800);
         hotKeyManager = std::make_unique<HotKeyManager>(settings.get());
         ASSERT_EQ(hotKeyManager->registration(), std::optional(HotKeyRegistration::waiting));
-        ASSERT_TRUE(waitUntil([&] { return portal.waiting() == 1; }));
-        ASSERT_TRUE(portal.answer(QStringLiteral("grant")));
+        ASSERT_TRUE(waitUntil([&] { return standIn.waiting() == 1; }));
+        ASSERT_TRUE(standIn.answer(QStringLiteral("grant")));
         ASSERT_TRUE(waitUntil([&] { return hotKeyManager->isRegistered(); }));
     }
 
@@ -97,8 +91,6 @@ protected:
         ASSERT_EQ(settings->hotKeyModifiers(), 0x1800u);
     }
 
-    PrivateSessionBus bus;
-    PortalStandIn portal{bus};
     TestSettings settings;
     FakeProjectManager projectManager;
     FakeServerManager serverManager;
@@ -128,10 +120,10 @@ TEST_F(PortalShortcutSettingsTest, RecordingWhileTheShortcutWorksWaitsForTheDesk
     EXPECT_FALSE(view->shortcutRegistrationLine()->markLabel()->isVisible());
     EXPECT_TRUE(recorder->isAvailable());
     EXPECT_EQ(recorder->label(), QStringLiteral("Ctrl+Alt+K"));
-    ASSERT_TRUE(waitUntil([&] { return portal.waiting() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return standIn.waiting() == 1; }));
     EXPECT_EQ(line->text(), QStringLiteral("Waiting for the desktop to allow Ctrl+Alt+K"));
 
-    ASSERT_TRUE(portal.answer(QStringLiteral("grant")));
+    ASSERT_TRUE(standIn.answer(QStringLiteral("grant")));
 
     ASSERT_TRUE(waitUntil([&] { return !line->isVisible(); })) << line->text().toStdString();
     EXPECT_TRUE(recorder->isAvailable());
@@ -142,9 +134,9 @@ TEST_F(PortalShortcutSettingsTest, RecordingWhileTheShortcutWorksWaitsForTheDesk
     EXPECT_TRUE(hotKeyManager->isRegistered());
     EXPECT_EQ(hotKeyManager->hotKey->keyCombo, KeyCombo(37, 0x1800));
     EXPECT_TRUE(waitUntil([&] {
-        const QStringList calls = portal.calls();
+        const QStringList calls = standIn.calls();
         return calls.count() == 5 && calls.last().startsWith(QStringLiteral("Close /"));
-    })) << portal.calls().join('\n').toStdString();
+    })) << standIn.calls().join('\n').toStdString();
 }
 
 TEST_F(PortalShortcutSettingsTest, RecordingACombinationTheUserDeclinesWaitsThenSaysSo)
@@ -155,9 +147,9 @@ TEST_F(PortalShortcutSettingsTest, RecordingACombinationTheUserDeclinesWaitsThen
 
     ASSERT_NO_FATAL_FAILURE(recordCtrlAltK());
     EXPECT_EQ(line->text(), QStringLiteral("Waiting for the desktop to allow Ctrl+Alt+K"));
-    ASSERT_TRUE(waitUntil([&] { return portal.waiting() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return standIn.waiting() == 1; }));
 
-    ASSERT_TRUE(portal.answer(QStringLiteral("cancel")));
+    ASSERT_TRUE(standIn.answer(QStringLiteral("cancel")));
 
     ASSERT_TRUE(waitUntil([&] {
         return line->text() ==
@@ -186,9 +178,9 @@ TEST_F(PortalShortcutSettingsTest, StoredShortcutWaitsWhileTheDesktopAsksThenIsR
     EXPECT_TRUE(line->isVisible());
     EXPECT_EQ(log.lines(), QStringList{QStringLiteral(
                                "⏳ [HotKeyManager] Waiting for the desktop to allow Ctrl+Alt+L")});
-    ASSERT_TRUE(waitUntil([&] { return portal.waiting() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return standIn.waiting() == 1; }));
 
-    ASSERT_TRUE(portal.answer(QStringLiteral("cancel")));
+    ASSERT_TRUE(standIn.answer(QStringLiteral("cancel")));
 
     ASSERT_TRUE(
         waitUntil([&] { return hotKeyManager->registration() == HotKeyRegistration::refused; }));

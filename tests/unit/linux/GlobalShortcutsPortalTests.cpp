@@ -4,8 +4,7 @@
 #include "HotKey/portal/PortalHotKeyBackend.h"
 
 #include "fakes/FakeHotKeyBackend.h"
-#include "support/PortalStandIn.h"
-#include "support/PrivateSessionBus.h"
+#include "support/PortalTest.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
@@ -22,28 +21,9 @@ using Outcome = GlobalShortcutsPortal::Outcome;
 
 namespace {
 
-class GlobalShortcutsPortalTest : public ::testing::Test
+class GlobalShortcutsPortalTest : public PortalTest
 {
 protected:
-    void SetUp() override
-    {
-        if (const QString missing = PrivateSessionBus::missingTool(); !missing.isEmpty()) {
-            GTEST_SKIP() << missing.toStdString();
-        }
-        QString error;
-        ASSERT_TRUE(bus.start(&error)) << error.toStdString();
-    }
-
-    void TearDown() override
-    {
-        // Nothing may use the bus once it is gone: the controller's backend goes, and so do
-        // portal clients whose deletion was deferred.
-        FakeHotKeyBackend::install();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        standIn.stop();
-        bus.stop();
-    }
-
     // Starts the stand-in portal with `arguments` and waits until it owns the portal's name.
     void startPortal(const QStringList& arguments)
     {
@@ -65,9 +45,6 @@ protected:
         TestSupport::waitUntil([&] { return portal.outcome().has_value(); });
         return portal.outcome();
     }
-
-    PrivateSessionBus bus;
-    PortalStandIn standIn{bus};
 };
 
 } // namespace
