@@ -217,8 +217,7 @@ void AppDelegate::selectedProjectChanged(const std::optional<Project>& project)
         return;
     }
     Log::line(QStringLiteral("📦 [AppDelegate] Selected project changed: %1 (port %2)")
-                  .arg(project->name)
-                  .arg(project->port));
+                  .arg(project->name, QString::number(project->port)));
     serverManager->updatePollingPort(project->port);
 }
 
@@ -237,8 +236,7 @@ QCoro::Task<> AppDelegate::scanAndStartPolling(QUrl folder)
     const std::optional<Project> selected = projectManager->selectedProject();
     if (selected) {
         Log::line(QStringLiteral("📦 [AppDelegate] Selected: %1 (port %2)")
-                      .arg(selected->name)
-                      .arg(selected->port));
+                      .arg(selected->name, QString::number(selected->port)));
         settingsManager->setSelectedProjectPath(selected->folderPath());
     }
     const int port = selected ? selected->port : defaultPort;

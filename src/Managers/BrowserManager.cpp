@@ -37,6 +37,14 @@ Browser BrowserManager::defaultBrowser(const BrowserLocator& locator)
     return Browser::chrome;
 }
 
+bool BrowserManager::isInstalled(Browser browser)
+{
+    if (browser == Browser::auto_) {
+        return true;
+    }
+    return BrowserLocator::shared().isInstalled(browser);
+}
+
 QCoro::Task<Browser> BrowserManager::resolve(Browser browser)
 {
     if (browser != Browser::auto_) {

@@ -24,6 +24,9 @@ public:
     // ours (compared exactly, in the order chrome, firefox, edge), else the first installed of
     // chrome, firefox, edge, else chrome.
     static Browser defaultBrowser(const BrowserLocator& locator);
+    // auto is always installed; the others when the shared BrowserLocator finds them, asked
+    // anew at each call.
+    static bool isInstalled(Browser browser);
 
     QCoro::Task<> activateBrowser(Browser browser) override;
     QCoro::Task<bool> findExistingWindow(QString url, Browser browser) override;

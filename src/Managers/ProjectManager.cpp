@@ -3,6 +3,7 @@
 #include "Managers/ProjectOverrides.h"
 #include "Platform/FileNameCase.h"
 #include "Platform/FolderAccess.h"
+#include "Utilities/PortDetector.h"
 #include "Utilities/ProjectFiles.h"
 
 #include <QCollator>
@@ -227,7 +228,7 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
         // walk below it.
         const FolderListing contents = listFolder(path, nameCase);
         const ProjectType type = contents.readable ? ProjectType::detect(path, contents.entries)
-                                                   : ProjectType::detect(path);
+                                                   : ProjectType::detect(path, nameCase(path));
 
         if (type == ProjectType::unknown) {
             // A grouping folder: its projects join the list of its siblings.

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Models/FolderEntries.h"
 #include "Protocols/ProjectManaging.h"
-#include "Utilities/FolderEntries.h"
 
 #include <QPointer>
 #include <QSet>

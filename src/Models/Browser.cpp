@@ -1,7 +1,5 @@
 #include "Models/Browser.h"
 
-#include "Platform/BrowserLocator.h"
-
 namespace {
 
 struct Row
@@ -55,12 +53,4 @@ QString Browser::appName() const
 QString Browser::bundleIdentifier() const
 {
     return QString::fromLatin1(rows[static_cast<int>(value)].bundleIdentifier);
-}
-
-bool Browser::isInstalled() const
-{
-    if (value == auto_) {
-        return true;
-    }
-    return BrowserLocator::shared().isInstalled(*this);
 }

@@ -5,7 +5,8 @@
 
 #include <optional>
 
-// The browsers wisp can drive. Stored in the settings by raw value.
+// The browsers wisp can drive. Stored in the settings by raw value. Whether one is installed
+// is the platform's to tell (BrowserManager::isInstalled).
 class Browser
 {
 public:
@@ -25,9 +26,6 @@ public:
     QString appName() const;
     // Empty for auto.
     QString bundleIdentifier() const;
-
-    // auto is always installed; the others when the platform's BrowserLocator finds them.
-    bool isInstalled() const;
 
 private:
     Value value;

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Models/PortSource.h"
 #include "Models/ProjectType.h"
-#include "Utilities/PortDetector.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,7 +1,6 @@
 #include "Models/ProjectType.h"
 
-#include "Platform/FileNameCase.h"
-#include "Utilities/FolderEntries.h"
+#include "Models/FolderEntries.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -91,9 +90,8 @@ QString ProjectType::displayName() const
     return QString::fromLatin1(rowFor(value).displayName);
 }
 
-ProjectType ProjectType::detect(const QString& folderPath)
+ProjectType ProjectType::detect(const QString& folderPath, Qt::CaseSensitivity nameCase)
 {
-    const Qt::CaseSensitivity nameCase = FileNameCase::of(folderPath);
     if (const auto entries = FolderEntries::read(folderPath, nameCase)) {
         return detect(folderPath, *entries);
     }

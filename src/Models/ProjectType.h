@@ -3,6 +3,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <Qt>
 
 #include <optional>
 
@@ -29,8 +30,9 @@ public:
     QString displayName() const;
 
     // Decides the kind of the folder at `folderPath` (an absolute local path). Marker names are
-    // matched as the folder's file system matches them.
-    static ProjectType detect(const QString& folderPath);
+    // matched by `nameCase`, the rule by which the folder's file system looks names up (the
+    // platform's FileNameCase tells it).
+    static ProjectType detect(const QString& folderPath, Qt::CaseSensitivity nameCase);
     // The same decision from a listing of the folder the caller already has.
     static ProjectType detect(const QString& folderPath, const FolderEntries& entries);
 

@@ -28,9 +28,11 @@ QCoro::Task<ScriptResult> runChecked(std::shared_ptr<ScriptRunner> runner, QStri
 } // namespace
 
 AppleScriptBrowserBackend::AppleScriptBrowserBackend(std::shared_ptr<ScriptRunner> runner,
-                                                     QString openTool)
+                                                     QString openTool,
+                                                     std::chrono::milliseconds openDeadline)
     : runner(runner ? std::move(runner) : std::make_shared<OsascriptRunner>())
     , openTool(openTool.isEmpty() ? SystemTools::open() : std::move(openTool))
+    , openDeadline(openDeadline)
 {}
 
 QCoro::Task<> AppleScriptBrowserBackend::activate(Browser browser)
@@ -67,7 +69,7 @@ QCoro::Task<> AppleScriptBrowserBackend::openPrivateWindow(Browser browser, QStr
                                     browser);
         break;
     case Browser::firefox:
-        co_await openFirefoxPrivate(openTool, url);
+        co_await openFirefoxPrivate(openTool, url, openDeadline);
         break;
     case Browser::auto_:
         break;
@@ -97,7 +99,8 @@ QCoro::Task<bool> AppleScriptBrowserBackend::findEdgeWindow(std::shared_ptr<Scri
         runner, BrowserScripts::findTab(Browser::edge, address), Browser::edge);
 }
 
-QCoro::Task<> AppleScriptBrowserBackend::openFirefoxPrivate(QString openTool, QString url)
+QCoro::Task<> AppleScriptBrowserBackend::openFirefoxPrivate(QString openTool, QString url,
+                                                            std::chrono::milliseconds deadline)
 {
     const ChildProcess::Owned child = ChildProcess::create();
     QProcess& process = *child;
@@ -112,11 +115,13 @@ QCoro::Task<> AppleScriptBrowserBackend::openFirefoxPrivate(QString openTool, QS
     if (!started) {
         throw BrowserError::scriptFailed(Browser::firefox, process.errorString());
     }
-    const bool finished = co_await ChildProcess::waitForExit(&process, openDeadline);
+    const bool finished = co_await ChildProcess::waitForExit(&process, deadline);
     if (!finished) {
-        Log::line(QStringLiteral("⚠️ [AppleScriptBrowserBackend] open timed out after %1 s")
-                      .arg(std::chrono::duration_cast<std::chrono::seconds>(openDeadline).count()));
-        throw BrowserError::timeout(Browser::firefox);
+        // Stopped like a launch that failed: the tool, not the browser, is what did not answer.
+        const QString problem = QStringLiteral("open timed out after %1 s")
+                                    .arg(static_cast<double>(deadline.count()) / 1000.0);
+        Log::line(QStringLiteral("⚠️ [AppleScriptBrowserBackend] ") + problem);
+        throw BrowserError::scriptFailed(Browser::firefox, problem);
     }
     if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
         throw BrowserError::browserNotFound(Browser::firefox);

@@ -13,12 +13,14 @@ class ScriptRunner;
 class AppleScriptBrowserBackend : public BrowserBackend
 {
 public:
-    // `open` normally returns as soon as the application is launched.
-    static constexpr std::chrono::milliseconds openDeadline{60'000};
+    // `open` normally returns as soon as the application is launched. One that is still
+    // running at its deadline is stopped and reported as a launch that failed.
+    static constexpr std::chrono::milliseconds defaultOpenDeadline{60'000};
 
     // nullptr means an OsascriptRunner; an empty `openTool` means SystemTools::open().
-    explicit AppleScriptBrowserBackend(std::shared_ptr<ScriptRunner> runner = nullptr,
-                                       QString openTool = QString());
+    explicit AppleScriptBrowserBackend(
+        std::shared_ptr<ScriptRunner> runner = nullptr, QString openTool = QString(),
+        std::chrono::milliseconds openDeadline = defaultOpenDeadline);
 
     QCoro::Task<> activate(Browser browser) override;
     QCoro::Task<bool> findTab(Browser browser, QString address) override;
@@ -29,7 +31,8 @@ private:
     static QCoro::Task<bool> findChromeWindow(std::shared_ptr<ScriptRunner> runner,
                                               QString address);
     static QCoro::Task<bool> findEdgeWindow(std::shared_ptr<ScriptRunner> runner, QString address);
-    static QCoro::Task<> openFirefoxPrivate(QString openTool, QString url);
+    static QCoro::Task<> openFirefoxPrivate(QString openTool, QString url,
+                                            std::chrono::milliseconds deadline);
     static QCoro::Task<> executeAppleScript(std::shared_ptr<ScriptRunner> runner, QString source,
                                             Browser browser);
     static QCoro::Task<bool> executeAppleScriptWithResult(std::shared_ptr<ScriptRunner> runner,
@@ -37,4 +40,5 @@ private:
 
     std::shared_ptr<ScriptRunner> runner;
     QString openTool;
+    std::chrono::milliseconds openDeadline;
 };

@@ -1,6 +1,5 @@
 #include "Platform/OsascriptRunner.h"
 
-#include "Models/BrowserError.h"
 #include "Platform/SystemTools.h"
 #include "Utilities/ChildProcess.h"
 #include "Utilities/Log.h"
@@ -37,8 +36,7 @@ QCoro::Task<ScriptResult> OsascriptRunner::run(QString source)
     if (!finished) {
         Log::line(QStringLiteral("⚠️ [OsascriptRunner] osascript timed out after %1 s")
                       .arg(static_cast<double>(limit.count()) / 1000.0));
-        result.error.insert(BrowserError::errorNumberKey, -1712);
-        result.error.insert(BrowserError::errorMessageKey, QStringLiteral("AppleEvent timed out."));
+        result.created = false;
         co_return result;
     }
 

@@ -12,7 +12,8 @@ class OsascriptRunner : public ScriptRunner
 {
 public:
     // Apple events give up after two minutes with -1712; a runner that outlives that by far is
-    // stuck and is stopped with the same error.
+    // stuck: it is stopped, and the program counts as never handed over, as when osascript
+    // cannot be started at all.
     static constexpr std::chrono::milliseconds defaultDeadline{150'000};
 
     // An empty path means SystemTools::osascript().

@@ -1,7 +1,6 @@
 #include "Utilities/CommandSuggestions.h"
 
-#include "Platform/FileNameCase.h"
-#include "Utilities/FolderEntries.h"
+#include "Models/FolderEntries.h"
 #include "Utilities/Log.h"
 #include "Utilities/ProjectFiles.h"
 
@@ -85,9 +84,9 @@ private:
 
 } // namespace
 
-QStringList CommandSuggestions::forProject(const QString& folderPath)
+QStringList CommandSuggestions::forProject(const QString& folderPath, Qt::CaseSensitivity nameCase)
 {
-    const auto entries = FolderEntries::read(folderPath, FileNameCase::of(folderPath));
+    const auto entries = FolderEntries::read(folderPath, nameCase);
     if (!entries) {
         return {};
     }

@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <Qt>
 
 class FolderEntries;
 
@@ -15,9 +16,9 @@ public:
     // At most this many package.json scripts are offered.
     static constexpr int maxScripts = 40;
 
-    // `folderPath` is the project folder's absolute local path. Without duplicates, scripts
-    // first.
-    static QStringList forProject(const QString& folderPath);
+    // `folderPath` is the project folder's absolute local path, whose file names are looked up
+    // by `nameCase` (the folder's file system's rule). Without duplicates, scripts first.
+    static QStringList forProject(const QString& folderPath, Qt::CaseSensitivity nameCase);
 
     // "bun", "pnpm", "yarn" or "npm", from the lockfile in the folder, else from package.json's
     // "packageManager" field; npm when nothing names one.

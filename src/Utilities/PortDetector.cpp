@@ -1,6 +1,6 @@
 #include "Utilities/PortDetector.h"
 
-#include "Utilities/FolderEntries.h"
+#include "Models/FolderEntries.h"
 #include "Utilities/ProjectFiles.h"
 
 #include <QDir>
@@ -17,11 +17,6 @@
 #include <span>
 
 namespace {
-
-constexpr const char* portSourceRawValues[] = {
-    "env",         "packageJson", "viteConfig", "vueConfig",
-    "angularJson", "nuxtConfig",  "manual",     "defaultValue",
-};
 
 bool isValidPort(qint64 port)
 {
@@ -119,21 +114,6 @@ QSet<QString> objectKeys(const QJsonObject& object, const char* section)
 }
 
 } // namespace
-
-std::optional<PortDetector::PortSource> PortDetector::PortSource::fromRawValue(const QString& raw)
-{
-    for (int i = 0; i < static_cast<int>(std::size(portSourceRawValues)); ++i) {
-        if (raw == QLatin1String(portSourceRawValues[i])) {
-            return PortSource(static_cast<Value>(i));
-        }
-    }
-    return std::nullopt;
-}
-
-QString PortDetector::PortSource::rawValue() const
-{
-    return QString::fromLatin1(portSourceRawValues[static_cast<int>(value)]);
-}
 
 PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
                                                    const FolderEntries* entries)

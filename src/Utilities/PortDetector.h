@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Models/PortSource.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -13,29 +15,8 @@ class FolderEntries;
 class PortDetector
 {
 public:
-    class PortSource
-    {
-    public:
-        enum Value {
-            env,
-            packageJson,
-            viteConfig,
-            vueConfig,
-            angularJson,
-            nuxtConfig,
-            manual,
-            defaultValue
-        };
-
-        constexpr PortSource(Value value) : value(value) {}
-        constexpr operator Value() const { return value; }
-
-        static std::optional<PortSource> fromRawValue(const QString& raw);
-        QString rawValue() const;
-
-    private:
-        Value value;
-    };
+    // Declared with the project model, which holds one.
+    using PortSource = ::PortSource;
 
     struct DetectionResult
     {
@@ -73,5 +54,4 @@ private:
     static DetectionResult defaultPortFromPackage(const QString& packagePath);
 };
 
-using PortSource = PortDetector::PortSource;
 using DetectionResult = PortDetector::DetectionResult;

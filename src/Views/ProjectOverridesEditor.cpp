@@ -1,6 +1,7 @@
 #include "Views/ProjectOverridesEditor.h"
 
 #include "Managers/ProjectOverrides.h"
+#include "Platform/FileNameCase.h"
 #include "Utilities/CommandSuggestions.h"
 #include "Views/Caption.h"
 
@@ -186,7 +187,8 @@ void ProjectOverridesEditor::setProject(const std::optional<Project>& shown)
     portReset->setVisible(portOverridden);
 
     suggestionMenu->clear();
-    for (const QString& suggestion : CommandSuggestions::forProject(folder)) {
+    for (const QString& suggestion :
+         CommandSuggestions::forProject(folder, FileNameCase::of(folder))) {
         QAction* action = suggestionMenu->addAction(suggestion);
         action->setData(suggestion);
     }

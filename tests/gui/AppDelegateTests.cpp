@@ -381,6 +381,26 @@ TEST_F(AppDelegateTest, ScanOfARealFolderRestoresTheStoredProjectAndPollsItsPort
     EXPECT_TRUE(server->calls.contains(QStringLiteral("startPolling(8080)")));
 }
 
+TEST_F(AppDelegateTest, ProjectNameWithPlaceholdersIsLoggedAsItIs)
+{
+    realProjectManager = true;
+    const QString name = QStringLiteral("%1 shop %2");
+    TestSupport::writeFile(projectsDir.path(), name + QStringLiteral("/index.html"),
+                           "<html></html>");
+    TestSupport::writeFile(projectsDir.path(), name + QStringLiteral("/style.css"), "body {}");
+    const QString folder = QDir(projectsDir.path()).filePath(name);
+    completeOnboarding(projectsDir.path(), folder);
+    launchAndScan();
+
+    ASSERT_TRUE(delegate->projectManager->selectedProject().has_value());
+    EXPECT_EQ(log.linesStartingWith(QStringLiteral("📦 [AppDelegate] Selected: ")),
+              QStringList{QStringLiteral("📦 [AppDelegate] Selected: %1 shop %2 (port 8080)")});
+    EXPECT_TRUE(waitUntil([&] {
+        return log.contains(
+            QStringLiteral("📦 [AppDelegate] Selected project changed: %1 shop %2 (port 8080)"));
+    }));
+}
+
 TEST_F(AppDelegateTest, StoredPathOfAProjectThatBecameASubProjectSelectsIt)
 {
     const Project admin = project(QStringLiteral("admin"), 3001, QStringLiteral("/p/mono/admin"));

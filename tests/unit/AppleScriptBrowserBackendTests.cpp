@@ -38,7 +38,8 @@ protected:
     {
         for (const char* name :
              {"WISP_OSASCRIPT_RECORD_DIR", "WISP_OSASCRIPT_STDOUT", "WISP_OSASCRIPT_STDERR",
-              "WISP_OSASCRIPT_EXIT", "WISP_STANDIN_RECORD_DIR", "WISP_STANDIN_EXIT"}) {
+              "WISP_OSASCRIPT_EXIT", "WISP_OSASCRIPT_SLEEP", "WISP_STANDIN_RECORD_DIR",
+              "WISP_STANDIN_EXIT", "WISP_STANDIN_STAY"}) {
             qunsetenv(name);
         }
     }
@@ -237,6 +238,39 @@ TEST_F(AppleScriptBackendTest, FirefoxLaunchToolThatCannotStartIsScriptFailed)
     EXPECT_FALSE(error->message().isEmpty());
     EXPECT_EQ(error->errorDescription(),
               QStringLiteral("Failed to control Firefox: ") + error->message());
+}
+
+TEST_F(AppleScriptBackendTest, FirefoxLaunchToolPastItsDeadlineFailsAsALaunchThatCannotStart)
+{
+    qputenv("WISP_STANDIN_STAY", "1");
+    BrowserManager impatient(std::make_shared<AppleScriptBrowserBackend>(
+        nullptr, TestSupport::fixturePath(QStringLiteral("record-arguments")),
+        std::chrono::milliseconds(500)));
+    LogCapture log;
+    const auto error =
+        errorOf<BrowserError>(impatient.openIncognito(localAddress, Browser::firefox));
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(*error, BrowserError::scriptFailed(Browser::firefox,
+                                                 QStringLiteral("open timed out after 0.5 s")));
+    EXPECT_EQ(error->errorDescription(),
+              QStringLiteral("Failed to control Firefox: open timed out after 0.5 s"));
+    EXPECT_EQ(log.lines(), QStringList{QStringLiteral(
+                               "⚠️ [AppleScriptBrowserBackend] open timed out after 0.5 s")});
+}
+
+TEST_F(AppleScriptBackendTest, StuckOsascriptFailsAsOneThatCannotStart)
+{
+    qputenv("WISP_OSASCRIPT_SLEEP", "86392");
+    BrowserManager impatient(std::make_shared<AppleScriptBrowserBackend>(
+        std::make_shared<OsascriptRunner>(TestSupport::fixturePath(QStringLiteral("osascript")),
+                                          std::chrono::milliseconds(500))));
+    LogCapture log;
+    const auto error = errorOf<BrowserError>(impatient.activateBrowser(Browser::chrome));
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(*error, BrowserError::scriptFailed(Browser::chrome,
+                                                 QStringLiteral("Failed to create script")));
+    EXPECT_EQ(log.lines(), QStringList{QStringLiteral(
+                               "⚠️ [OsascriptRunner] osascript timed out after 0.5 s")});
 }
 
 TEST_F(AppleScriptBackendTest, RunningFirefoxIsOnlyBroughtForwardInFindMode)

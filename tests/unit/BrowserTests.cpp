@@ -64,20 +64,20 @@ TEST(BrowserTest, MessageNamesApplicationNamesAndBundleIdentifiers)
 TEST(BrowserTest, AutoIsAlwaysInstalledOthersWhenTheLocatorFindsThem)
 {
     SharedFakeBrowserLocator locator;
-    EXPECT_TRUE(Browser(Browser::auto_).isInstalled());
-    EXPECT_FALSE(Browser(Browser::chrome).isInstalled());
-    EXPECT_FALSE(Browser(Browser::firefox).isInstalled());
-    EXPECT_FALSE(Browser(Browser::edge).isInstalled());
+    EXPECT_TRUE(BrowserManager::isInstalled(Browser::auto_));
+    EXPECT_FALSE(BrowserManager::isInstalled(Browser::chrome));
+    EXPECT_FALSE(BrowserManager::isInstalled(Browser::firefox));
+    EXPECT_FALSE(BrowserManager::isInstalled(Browser::edge));
 
     locator->installed = {Browser::firefox};
-    EXPECT_FALSE(Browser(Browser::chrome).isInstalled());
-    EXPECT_TRUE(Browser(Browser::firefox).isInstalled());
+    EXPECT_FALSE(BrowserManager::isInstalled(Browser::chrome));
+    EXPECT_TRUE(BrowserManager::isInstalled(Browser::firefox));
 
     // Computed on each read.
     locator->installed = {Browser::chrome, Browser::edge};
-    EXPECT_TRUE(Browser(Browser::chrome).isInstalled());
-    EXPECT_FALSE(Browser(Browser::firefox).isInstalled());
-    EXPECT_TRUE(Browser(Browser::edge).isInstalled());
+    EXPECT_TRUE(BrowserManager::isInstalled(Browser::chrome));
+    EXPECT_FALSE(BrowserManager::isInstalled(Browser::firefox));
+    EXPECT_TRUE(BrowserManager::isInstalled(Browser::edge));
 }
 
 // --- the default browser ---

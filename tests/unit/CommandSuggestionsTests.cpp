@@ -1,5 +1,6 @@
 #include "Utilities/CommandSuggestions.h"
 
+#include "Platform/FileNameCase.h"
 #include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
@@ -24,7 +25,10 @@ protected:
     {
         writeFile(dir.path(), name, contents);
     }
-    QStringList suggestions() const { return CommandSuggestions::forProject(dir.path()); }
+    QStringList suggestions() const
+    {
+        return CommandSuggestions::forProject(dir.path(), FileNameCase::of(dir.path()));
+    }
 
     QTemporaryDir dir;
 };

@@ -1,6 +1,6 @@
 #include "Utilities/PortDetector.h"
 
-#include "Utilities/FolderEntries.h"
+#include "Models/FolderEntries.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 

@@ -1,7 +1,7 @@
 #include "Models/ProjectType.h"
 
+#include "Models/FolderEntries.h"
 #include "Platform/FileNameCase.h"
-#include "Utilities/FolderEntries.h"
 #include "support/QtPrinters.h"
 #include "support/TestSupport.h"
 
@@ -32,6 +32,12 @@ protected:
     QTemporaryDir root;
 };
 
+// Detection under the rule the folder's own file system follows, as the scan asks it.
+ProjectType detect(const QString& folderPath)
+{
+    return ProjectType::detect(folderPath, FileNameCase::of(folderPath));
+}
+
 } // namespace
 
 TEST(ProjectTypeModel, RawValuesMarkersAndCommandsInDeclarationOrder)
@@ -54,7 +60,7 @@ TEST(ProjectTypeModel, RawValuesMarkersAndCommandsInDeclarationOrder)
 
 TEST_F(ProjectTypeDetection, EmptyFolderIsUnknown)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("empty"), {})), ProjectType::unknown);
+    EXPECT_EQ(detect(folder(QStringLiteral("empty"), {})), ProjectType::unknown);
 }
 
 TEST_F(ProjectTypeDetection, EachMarkerGivesItsType)
@@ -70,36 +76,34 @@ TEST_F(ProjectTypeDetection, EachMarkerGivesItsType)
     };
     for (const auto& [marker, type] : rows) {
         const QString name = QStringLiteral("only-") + QLatin1String(marker);
-        EXPECT_EQ(ProjectType::detect(folder(name, {QLatin1String(marker)})), type) << marker;
+        EXPECT_EQ(detect(folder(name, {QLatin1String(marker)})), type) << marker;
     }
 }
 
 TEST_F(ProjectTypeDetection, OnlyGoModIsGo)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("svc"), {QStringLiteral("go.mod")})),
-              ProjectType::go);
+    EXPECT_EQ(detect(folder(QStringLiteral("svc"), {QStringLiteral("go.mod")})), ProjectType::go);
 }
 
 TEST_F(ProjectTypeDetection, NodeIsTestedBeforeRuby)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("app"), {QStringLiteral("Gemfile"),
-                                                                 QStringLiteral("package.json")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("app"),
+                            {QStringLiteral("Gemfile"), QStringLiteral("package.json")})),
               ProjectType::nodejs);
 }
 
 TEST_F(ProjectTypeDetection, FirstMarkerInTableOrderWins)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("both"), {QStringLiteral("package.json"),
-                                                                  QStringLiteral("Cargo.toml")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("both"),
+                            {QStringLiteral("package.json"), QStringLiteral("Cargo.toml")})),
               ProjectType::nodejs);
-    EXPECT_EQ(
-        ProjectType::detect(folder(
-            QStringLiteral("py"), {QStringLiteral("pom.xml"), QStringLiteral("requirements.txt")})),
-        ProjectType::python);
+    EXPECT_EQ(detect(folder(QStringLiteral("py"),
+                            {QStringLiteral("pom.xml"), QStringLiteral("requirements.txt")})),
+              ProjectType::python);
     // A marker wins over a static site.
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("site"),
-                                         {QStringLiteral("index.html"), QStringLiteral("a.css"),
-                                          QStringLiteral("composer.json")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("site"),
+                            {QStringLiteral("index.html"), QStringLiteral("a.css"),
+                             QStringLiteral("composer.json")})),
               ProjectType::php);
 }
 
@@ -107,16 +111,15 @@ TEST_F(ProjectTypeDetection, MarkerIsAnExistenceTestOnly)
 {
     // Even a folder named like a marker counts: its contents are never read.
     makeDir(root.path(), QStringLiteral("odd/Cargo.toml"));
-    EXPECT_EQ(ProjectType::detect(QDir(root.path()).filePath(QStringLiteral("odd"))),
-              ProjectType::rust);
+    EXPECT_EQ(detect(QDir(root.path()).filePath(QStringLiteral("odd"))), ProjectType::rust);
 }
 
 TEST_F(ProjectTypeDetection, DistFolderWithPageAndScriptIsUnknown)
 {
     const QStringList files{QStringLiteral("index.html"), QStringLiteral("app.js")};
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("dist"), files)), ProjectType::unknown);
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("Dist"), files)), ProjectType::unknown);
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("landing"), files)), ProjectType::static_);
+    EXPECT_EQ(detect(folder(QStringLiteral("dist"), files)), ProjectType::unknown);
+    EXPECT_EQ(detect(folder(QStringLiteral("Dist"), files)), ProjectType::unknown);
+    EXPECT_EQ(detect(folder(QStringLiteral("landing"), files)), ProjectType::static_);
 }
 
 TEST_F(ProjectTypeDetection, EveryNonSiteNameIsUnknown)
@@ -125,50 +128,48 @@ TEST_F(ProjectTypeDetection, EveryNonSiteNameIsUnknown)
     for (const char* name :
          {"docs", "documentation", "doc", "dist", "build", "out", "target", "public", "static",
           "assets", "coverage", "test", "tests", ".next", ".nuxt", ".output", "DOCS", "Public"}) {
-        EXPECT_EQ(ProjectType::detect(folder(QLatin1String(name), files)), ProjectType::unknown)
-            << name;
+        EXPECT_EQ(detect(folder(QLatin1String(name), files)), ProjectType::unknown) << name;
     }
 }
 
 TEST_F(ProjectTypeDetection, LonePageIsUnknown)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("page"), {QStringLiteral("index.html")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("page"), {QStringLiteral("index.html")})),
               ProjectType::unknown);
 }
 
 TEST_F(ProjectTypeDetection, PageWithStyleSheetIsStatic)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s1"), {QStringLiteral("index.html"),
-                                                                QStringLiteral("style.css")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("s1"),
+                            {QStringLiteral("index.html"), QStringLiteral("style.css")})),
               ProjectType::static_);
 }
 
 TEST_F(ProjectTypeDetection, PageWithSecondPageIsStatic)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s2"), {QStringLiteral("index.html"),
-                                                                QStringLiteral("about.html")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("s2"),
+                            {QStringLiteral("index.html"), QStringLiteral("about.html")})),
               ProjectType::static_);
 }
 
 TEST_F(ProjectTypeDetection, SuffixTestIsCaseSensitive)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s3"),
-                                         {QStringLiteral("index.html"), QStringLiteral("STYLE.CSS"),
-                                          QStringLiteral("APP.JS")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("s3"),
+                            {QStringLiteral("index.html"), QStringLiteral("STYLE.CSS"),
+                             QStringLiteral("APP.JS")})),
               ProjectType::unknown);
 }
 
 TEST_F(ProjectTypeDetection, IndexHtmlMustExistForAStaticSite)
 {
-    EXPECT_EQ(ProjectType::detect(folder(QStringLiteral("s4"), {QStringLiteral("home.html"),
-                                                                QStringLiteral("style.css")})),
+    EXPECT_EQ(detect(folder(QStringLiteral("s4"),
+                            {QStringLiteral("home.html"), QStringLiteral("style.css")})),
               ProjectType::unknown);
 }
 
 TEST_F(ProjectTypeDetection, MissingFolderIsUnknown)
 {
-    EXPECT_EQ(ProjectType::detect(QDir(root.path()).filePath(QStringLiteral("gone"))),
-              ProjectType::unknown);
+    EXPECT_EQ(detect(QDir(root.path()).filePath(QStringLiteral("gone"))), ProjectType::unknown);
 }
 
 // --- marker names on case-insensitive folders ---
@@ -234,11 +235,10 @@ TEST_F(ProjectTypeDetection, DanglingMarkerInAnotherCaseIsNoMarker)
               ProjectType::unknown);
 }
 
-TEST_F(ProjectTypeDetection, DetectionAsksTheFolderHowItMatchesNames)
+TEST_F(ProjectTypeDetection, DetectionMatchesNamesByTheRuleItIsGiven)
 {
     const QString path =
         folder(QStringLiteral("site"), {QStringLiteral("Index.html"), QStringLiteral("style.css")});
-    const ProjectType expected =
-        FileNameCase::of(path) == Qt::CaseInsensitive ? ProjectType::static_ : ProjectType::unknown;
-    EXPECT_EQ(ProjectType::detect(path), expected);
+    EXPECT_EQ(ProjectType::detect(path, Qt::CaseInsensitive), ProjectType::static_);
+    EXPECT_EQ(ProjectType::detect(path, Qt::CaseSensitive), ProjectType::unknown);
 }

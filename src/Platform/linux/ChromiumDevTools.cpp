@@ -14,7 +14,6 @@
 #include <QUrl>
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -44,45 +43,114 @@ QCoro::Task<Response> get(QNetworkAccessManager* network, QUrl url)
     co_return response;
 }
 
-// Sorts `tabs` by the window that holds each (window ids grow as the browser opens windows),
-// keeping their order within a window; a tab whose window is unknown goes last.
-void sortByWindow(std::vector<ChromiumDevTools::Tab>& tabs)
-{
-    std::stable_sort(tabs.begin(), tabs.end(),
-                     [](const ChromiumDevTools::Tab& left, const ChromiumDevTools::Tab& right) {
-                         const auto key = [](const ChromiumDevTools::Tab& tab) {
-                             return tab.windowId > 0 ? tab.windowId
-                                                     : std::numeric_limits<qint64>::max();
-                         };
-                         return key(left) < key(right);
-                     });
-}
-
 QJsonObject targetParams(const QString& targetId)
 {
     return QJsonObject{{QStringLiteral("targetId"), targetId}};
 }
 
-// Asks the browser which window holds each tab, and sorts them by window.
-QCoro::Task<std::vector<ChromiumDevTools::Tab>>
-inWindowOrder(std::vector<ChromiumDevTools::Tab> tabs, QUrl socketUrl)
+// One page of the endpoint's list.
+struct Page
 {
+    ChromiumDevTools::Tab tab;
+    bool matches = false;
+};
+
+// Where the tab stands in the order its window's tabs were opened in: the number of its oldest
+// history entry. The browser numbers navigation entries in one sequence as it makes them, so a
+// tab opened later has a higher first number. Nullopt when the tab does not say.
+QCoro::Task<std::optional<qint64>> openingNumber(DevToolsSession& session, QString targetId)
+{
+    QJsonObject attach = targetParams(targetId);
+    attach.insert(QStringLiteral("flatten"), true);
+    const std::optional<QJsonObject> attached = co_await session.call(
+        QStringLiteral("Target.attachToTarget"), attach, ChromiumDevTools::requestTimeout);
+    const QString targetSession =
+        attached ? attached->value(QLatin1String("sessionId")).toString() : QString();
+    if (targetSession.isEmpty()) {
+        co_return std::nullopt;
+    }
+    const std::optional<QJsonObject> history =
+        co_await session.call(QStringLiteral("Page.getNavigationHistory"), QJsonObject(),
+                              ChromiumDevTools::requestTimeout, targetSession);
+    const QJsonObject detach{{QStringLiteral("sessionId"), targetSession}};
+    co_await session.call(QStringLiteral("Target.detachFromTarget"), detach,
+                          ChromiumDevTools::requestTimeout);
+    const QJsonArray entries =
+        history ? history->value(QLatin1String("entries")).toArray() : QJsonArray();
+    if (entries.isEmpty()) {
+        co_return std::nullopt;
+    }
+    const QJsonValue number = entries.first().toObject().value(QLatin1String("id"));
+    if (!number.isDouble()) {
+        co_return std::nullopt;
+    }
+    co_return number.toInteger();
+}
+
+// The matching tab to take from `pages`, the browser's pages most recently active first as the
+// endpoint lists them (at least one matches): the first in front-to-back window order, then in
+// its window's tab order.
+//
+// Windows: the browser names the window of each tab (Browser.getWindowForTarget), and the
+// window in which a tab was brought forward last is the one in front, so windows rank by their
+// most recently active tab. Tabs: the protocol gives no tab's place in its window; its lists are
+// in order of last activity (/json/list) or in no order at all (Target.getTargets). The order
+// the tabs were opened in is the tab strip's order for tabs opened by the new-tab command or a
+// program, which add at the end, so that is the order taken (a tab dragged elsewhere is not
+// followed). Without the protocol the most recently active match is taken.
+QCoro::Task<ChromiumDevTools::Tab> firstInWindowOrder(std::vector<Page> pages, QUrl socketUrl)
+{
+    const auto firstMatch =
+        std::find_if(pages.begin(), pages.end(), [](const Page& page) { return page.matches; });
+    ChromiumDevTools::Tab chosen = firstMatch->tab;
+
+    if (socketUrl.isEmpty()) {
+        co_return chosen;
+    }
     DevToolsSession session;
     const bool opened = co_await session.open(socketUrl, ChromiumDevTools::requestTimeout);
     if (!opened) {
-        co_return tabs;
+        co_return chosen;
     }
     const QString method = QStringLiteral("Browser.getWindowForTarget");
-    for (ChromiumDevTools::Tab& tab : tabs) {
-        const QJsonObject params = targetParams(tab.targetId);
+    std::vector<qint64> windowsFrontFirst;
+    for (Page& page : pages) {
+        const QJsonObject params = targetParams(page.tab.targetId);
         const std::optional<QJsonObject> window =
             co_await session.call(method, params, ChromiumDevTools::requestTimeout);
         if (window) {
-            tab.windowId = window->value(QLatin1String("windowId")).toInteger();
+            page.tab.windowId = window->value(QLatin1String("windowId")).toInteger();
+        }
+        if (std::find(windowsFrontFirst.begin(), windowsFrontFirst.end(), page.tab.windowId) ==
+            windowsFrontFirst.end()) {
+            windowsFrontFirst.push_back(page.tab.windowId);
         }
     }
-    sortByWindow(tabs);
-    co_return tabs;
+
+    std::vector<ChromiumDevTools::Tab> candidates;
+    for (const qint64 windowId : windowsFrontFirst) {
+        for (const Page& page : pages) {
+            if (page.matches && page.tab.windowId == windowId) {
+                candidates.push_back(page.tab);
+            }
+        }
+        if (!candidates.empty()) {
+            break;
+        }
+    }
+    chosen = candidates.front();
+    if (candidates.size() > 1) {
+        std::optional<qint64> earliest;
+        for (const ChromiumDevTools::Tab& candidate : candidates) {
+            const std::optional<qint64> number =
+                co_await openingNumber(session, candidate.targetId);
+            if (number && (!earliest || *number < *earliest)) {
+                earliest = number;
+                chosen = candidate;
+            }
+        }
+    }
+    co_return chosen;
 }
 
 } // namespace
@@ -133,17 +201,23 @@ ChromiumDevTools::activateTab(int port, QString address, QString browserPath)
         co_return std::nullopt;
     }
 
-    // Matching pages, most recently active first.
-    std::vector<Tab> matches;
+    // Every page, most recently active first: the windows' order needs the pages that do not
+    // match too.
+    std::vector<Page> pages;
+    bool anyMatch = false;
     for (const QJsonValue& value : QJsonDocument::fromJson(list.body).array()) {
         const QJsonObject target = value.toObject();
-        if (target.value(QLatin1String("type")).toString() == QLatin1String("page") &&
-            target.value(QLatin1String("url")).toString().contains(address)) {
-            matches.push_back(Tab{target.value(QLatin1String("id")).toString(),
-                                  target.value(QLatin1String("title")).toString(), 0});
+        if (target.value(QLatin1String("type")).toString() != QLatin1String("page")) {
+            continue;
         }
+        Page page;
+        page.tab.targetId = target.value(QLatin1String("id")).toString();
+        page.tab.title = target.value(QLatin1String("title")).toString();
+        page.matches = target.value(QLatin1String("url")).toString().contains(address);
+        anyMatch = anyMatch || page.matches;
+        pages.push_back(page);
     }
-    if (matches.empty()) {
+    if (!anyMatch) {
         co_return std::nullopt;
     }
 
@@ -158,14 +232,14 @@ ChromiumDevTools::activateTab(int port, QString address, QString browserPath)
                                .toString())
                           .path();
     }
+    QUrl socketUrl;
     if (!browserPath.isEmpty()) {
-        QUrl socketUrl = base;
+        socketUrl = base;
         socketUrl.setScheme(QStringLiteral("ws"));
         socketUrl.setPath(browserPath);
-        matches = co_await inWindowOrder(std::move(matches), socketUrl);
     }
+    const Tab chosen = co_await firstInWindowOrder(std::move(pages), socketUrl);
 
-    const Tab chosen = matches.front();
     QUrl activateUrl = base;
     activateUrl.setPath(QStringLiteral("/json/activate/") + chosen.targetId);
     const Response activated = co_await get(&network, activateUrl);

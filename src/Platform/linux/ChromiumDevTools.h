@@ -29,11 +29,12 @@ public:
     // The browser's own DevTools websocket path, on the file's second line; empty when none.
     static QString browserPath(const QString& profileFolder);
 
-    // Activates the first tab on 127.0.0.1:`port` whose address contains `address`, in window
-    // order (the order the browser opened its windows), then within a window the most recently
-    // used first, as the endpoint lists pages. Windows are told apart through the DevTools
-    // protocol on `browserPath` (or the path the endpoint gives). Nullopt when no tab matches
-    // or the endpoint does not answer in time.
+    // Activates the first tab on 127.0.0.1:`port` whose address contains `address`, in
+    // front-to-back window order (the window whose tab was active last is in front), then in
+    // its window's tab order (the order the tabs were opened in). Windows and tabs are told
+    // apart through the DevTools protocol on `browserPath` (or the path the endpoint gives);
+    // without it the most recently active match is taken. Nullopt when no tab matches or the
+    // endpoint does not answer in time.
     static QCoro::Task<std::optional<Tab>> activateTab(int port, QString address,
                                                        QString browserPath = QString());
 };

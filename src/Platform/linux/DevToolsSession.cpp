@@ -26,12 +26,17 @@ QCoro::Task<bool> DevToolsSession::open(QUrl url, std::chrono::milliseconds time
 }
 
 QCoro::Task<std::optional<QJsonObject>> DevToolsSession::call(QString method, QJsonObject params,
-                                                              std::chrono::milliseconds timeout)
+                                                              std::chrono::milliseconds timeout,
+                                                              QString targetSession)
 {
     const int id = ++lastId;
-    const QJsonObject command{{QStringLiteral("id"), id},
-                              {QStringLiteral("method"), method},
-                              {QStringLiteral("params"), params}};
+    QJsonObject command{{QStringLiteral("id"), id},
+                        {QStringLiteral("method"), method},
+                        {QStringLiteral("params"), params}};
+    if (!targetSession.isEmpty()) {
+        command.insert(QStringLiteral("sessionId"), targetSession);
+    }
+    awaitedId = id;
     socket.sendTextMessage(
         QString::fromUtf8(QJsonDocument(command).toJson(QJsonDocument::Compact)));
 
@@ -40,11 +45,13 @@ QCoro::Task<std::optional<QJsonObject>> DevToolsSession::call(QString method, QJ
     while (!answers.contains(id)) {
         const auto left = timeout - std::chrono::milliseconds(clock.elapsed());
         if (left.count() <= 0 || socket.state() != QAbstractSocket::ConnectedState) {
+            awaitedId = 0;
             co_return std::nullopt;
         }
-        // Every message passes through receive(); this only waits for the next one.
-        co_await qCoro(&socket, &QWebSocket::textMessageReceived, left);
+        // Every message passes through receive(), which wakes this wait for our answer only.
+        co_await qCoro(this, &DevToolsSession::answerArrived, left);
     }
+    awaitedId = 0;
     const QJsonObject answer = answers.take(id);
     if (answer.contains(QLatin1String("error"))) {
         co_return std::nullopt;
@@ -55,8 +62,10 @@ QCoro::Task<std::optional<QJsonObject>> DevToolsSession::call(QString method, QJ
 void DevToolsSession::receive(const QString& message)
 {
     const QJsonObject object = QJsonDocument::fromJson(message.toUtf8()).object();
-    // Events have no id; only answers to our commands are kept.
-    if (const QJsonValue id = object.value(QLatin1String("id")); id.isDouble()) {
+    // Events have no id; only the answer to the command being awaited is kept.
+    if (const QJsonValue id = object.value(QLatin1String("id"));
+        id.isDouble() && id.toInt() == awaitedId && awaitedId != 0) {
         answers.insert(id.toInt(), object);
+        Q_EMIT answerArrived();
     }
 }

@@ -71,7 +71,7 @@ QFuture<bool> raiseWindow(Browser browser, const QList<qint64>& pids,
 } // namespace
 
 LinuxBrowserBackend::LinuxBrowserBackend(QStringList profileFolders)
-    : profileFolders(std::move(profileFolders)), processLookup(&ProcessTable::pidsNamed)
+    : profileFolders(std::move(profileFolders)), processLookup(&ProcessTable::ownPidsNamed)
 {}
 
 void LinuxBrowserBackend::setProcessLookup(ProcessLookup lookup)
@@ -175,7 +175,13 @@ QCoro::Task<bool> LinuxBrowserBackend::findTab(Browser browser, QString address)
         if (pids.isEmpty()) {
             co_return false;
         }
-        co_await raiseWindow(browser, pids);
+        // Found means brought forward: a Firefox whose window cannot be raised would leave the
+        // click doing nothing visible.
+        const bool raised = co_await raiseWindow(browser, pids);
+        if (!raised) {
+            throw BrowserError::scriptFailed(
+                browser, QStringLiteral("No Firefox window to bring to the front on this display"));
+        }
         co_return true;
     }
     case Browser::auto_:

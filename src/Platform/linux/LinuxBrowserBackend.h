@@ -20,8 +20,8 @@ public:
 
     // Finds the running processes with one of the given names; safe on any thread.
     using ProcessLookup = std::function<QList<qint64>(const QStringList& names)>;
-    // Replaces the look-up in the whole process table (ProcessTable::pidsNamed); tests narrow
-    // it to the processes they started.
+    // Replaces the look-up of this user's processes on this display
+    // (ProcessTable::ownPidsNamed); tests narrow it to the processes they started.
     void setProcessLookup(ProcessLookup lookup);
 
     QCoro::Task<> activate(Browser browser) override;

@@ -2,6 +2,12 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
+
+#include <optional>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -14,7 +20,60 @@ QByteArray readSmallFile(const QString& path)
     return file.read(4096);
 }
 
+// The value of `name` in the environment the process started with; nullopt when it has none or
+// the environment cannot be read (another user's process).
+std::optional<QByteArray> environmentValue(qint64 pid, const QByteArray& name)
+{
+    QFile file(QStringLiteral("/proc/%1/environ").arg(pid));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    const QByteArray prefix = name + '=';
+    for (const QByteArray& entry : file.readAll().split('\0')) {
+        if (entry.startsWith(prefix)) {
+            return entry.mid(prefix.size());
+        }
+    }
+    return std::nullopt;
+}
+
+// ":0.0" and ":0" name the same display.
+QByteArray withoutScreen(const QByteArray& display)
+{
+    static const QRegularExpression screen(QStringLiteral("\\.\\d+$"));
+    return QString::fromLocal8Bit(display).remove(screen).toLocal8Bit();
+}
+
+bool ownedByMe(qint64 pid)
+{
+    struct stat info
+    {};
+    const QByteArray path = QStringLiteral("/proc/%1").arg(pid).toLocal8Bit();
+    return ::stat(path.constData(), &info) == 0 && info.st_uid == ::getuid();
+}
+
 } // namespace
+
+QList<qint64> ProcessTable::ownPidsNamed(const QStringList& names)
+{
+    const QByteArray display = withoutScreen(qgetenv("DISPLAY"));
+    const QByteArray wayland = qgetenv("WAYLAND_DISPLAY");
+    QList<qint64> pids = pidsNamed(names);
+    pids.removeIf([&](qint64 pid) {
+        if (!ownedByMe(pid)) {
+            return true;
+        }
+        if (!display.isEmpty()) {
+            const std::optional<QByteArray> theirs = environmentValue(pid, "DISPLAY");
+            return !theirs || withoutScreen(*theirs) != display;
+        }
+        if (!wayland.isEmpty()) {
+            return environmentValue(pid, "WAYLAND_DISPLAY") != std::optional<QByteArray>(wayland);
+        }
+        return true;
+    });
+    return pids;
+}
 
 QList<qint64> ProcessTable::pidsNamed(const QStringList& names)
 {

@@ -19,6 +19,11 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <utility>
+
+#include <unistd.h>
+
 using TestSupport::awaitTask;
 using TestSupport::errorOf;
 using namespace std::chrono_literals;
@@ -83,15 +88,25 @@ protected:
     QByteArray savedPath;
 };
 
-// A stand-in that keeps running under the name `name`, as a running browser would.
+// A stand-in that keeps running under the name `name`, as a running browser would. `changes`
+// sets (or with nullopt removes) variables of the environment it inherits.
 class RunningStandIn
 {
 public:
-    explicit RunningStandIn(const QString& program)
+    explicit RunningStandIn(
+        const QString& program,
+        const QList<std::pair<const char*, std::optional<const char*>>>& changes = {})
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("WISP_STANDIN_STAY"), QStringLiteral("1"));
         environment.remove(QStringLiteral("WISP_STANDIN_RECORD_DIR"));
+        for (const auto& [name, value] : changes) {
+            if (value) {
+                environment.insert(QLatin1String(name), QLatin1String(*value));
+            } else {
+                environment.remove(QLatin1String(name));
+            }
+        }
         process.setProcessEnvironment(environment);
         process.setProgram(program);
         process.start();
@@ -106,6 +121,47 @@ public:
 
 private:
     QProcess process;
+};
+
+// Sets this process's DISPLAY (nullopt: removes it, and WAYLAND_DISPLAY too) for the scope.
+class ScopedDisplay
+{
+public:
+    explicit ScopedDisplay(std::optional<const char*> display)
+        : savedDisplay(qgetenv("DISPLAY"))
+        , savedWayland(qgetenv("WAYLAND_DISPLAY"))
+        , hadDisplay(qEnvironmentVariableIsSet("DISPLAY"))
+        , hadWayland(qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+    {
+        qunsetenv("WAYLAND_DISPLAY");
+        if (display) {
+            qputenv("DISPLAY", *display);
+        } else {
+            qunsetenv("DISPLAY");
+        }
+    }
+    ~ScopedDisplay()
+    {
+        restore("DISPLAY", hadDisplay, savedDisplay);
+        restore("WAYLAND_DISPLAY", hadWayland, savedWayland);
+    }
+    ScopedDisplay(const ScopedDisplay&) = delete;
+    ScopedDisplay& operator=(const ScopedDisplay&) = delete;
+
+private:
+    static void restore(const char* name, bool had, const QByteArray& value)
+    {
+        if (had) {
+            qputenv(name, value);
+        } else {
+            qunsetenv(name);
+        }
+    }
+
+    QByteArray savedDisplay;
+    QByteArray savedWayland;
+    bool hadDisplay;
+    bool hadWayland;
 };
 
 // Whether `pid` is this test process or one of its descendants.
@@ -337,7 +393,8 @@ TEST_F(LinuxBrowserBackendTest, DefaultProfileFoldersAreTheUsualOnes)
 TEST_F(LinuxBrowserBackendTest, FirefoxInFindModeGetsAPrivateWindowOnlyWhenNotRunning)
 {
     // One test for both states: a Firefox stand-in running in a parallel test would count as
-    // running here.
+    // running here. No display answers, so a running Firefox has no window to raise.
+    const ScopedDisplay display("no-such-display");
     const QString standIn = installStandIn(QStringLiteral("firefox"));
     SharedFakeBrowserLocator locator;
     const auto backend = std::make_shared<LinuxBrowserBackend>(QStringList{profile.path()});
@@ -357,13 +414,81 @@ TEST_F(LinuxBrowserBackendTest, FirefoxInFindModeGetsAPrivateWindowOnlyWhenNotRu
             return ProcessTable::pidsNamed(BrowserExecutables::processNames(Browser::firefox))
                 .contains(running.pid());
         }));
-        // Whatever its tabs show, a running Firefox is found: only brought forward.
-        EXPECT_TRUE(awaitTask(manager.findExistingWindow(address, Browser::firefox)));
-        EXPECT_TRUE(awaitTask(
-            manager.findExistingWindow(QStringLiteral("http://elsewhere:1"), Browser::firefox)));
-        awaitTask(openInFindMode(&manager, address, Browser::firefox));
+        // A running Firefox is found whatever its tabs show, but only by bringing its window
+        // forward; with no window to raise, that is said, and nothing else is opened.
+        const auto error =
+            errorOf<BrowserError>(manager.findExistingWindow(address, Browser::firefox));
+        ASSERT_TRUE(error.has_value());
+        EXPECT_EQ(*error,
+                  BrowserError::scriptFailed(
+                      Browser::firefox,
+                      QStringLiteral("No Firefox window to bring to the front on this display")));
+        EXPECT_EQ(error->errorDescription(),
+                  QStringLiteral("Failed to control Firefox: No Firefox window to bring to the "
+                                 "front on this display"));
+        EXPECT_TRUE(
+            errorOf<BrowserError>(openInFindMode(&manager, address, Browser::firefox)).has_value());
         EXPECT_EQ(launches().size(), 1);
     }
+}
+
+TEST_F(LinuxBrowserBackendTest, OnlyThisUsersProcessesOnThisDisplayCount)
+{
+    const ScopedDisplay display(":4242.0");
+    const QString standIn = installStandIn(QStringLiteral("firefox"));
+    const QStringList names = BrowserExecutables::processNames(Browser::firefox);
+    RunningStandIn here(standIn, {{"DISPLAY", ":4242"}});
+    RunningStandIn elsewhere(standIn, {{"DISPLAY", ":4243"}});
+    RunningStandIn nowhere(standIn, {{"DISPLAY", std::nullopt}});
+    ASSERT_TRUE(TestSupport::waitUntil([&] {
+        const QList<qint64> all = ProcessTable::pidsNamed(names);
+        return all.contains(here.pid()) && all.contains(elsewhere.pid()) &&
+               all.contains(nowhere.pid());
+    }));
+
+    const QList<qint64> own = ProcessTable::ownPidsNamed(names);
+    EXPECT_TRUE(own.contains(here.pid()));
+    EXPECT_FALSE(own.contains(elsewhere.pid()));
+    EXPECT_FALSE(own.contains(nowhere.pid()));
+
+    // Without a display of its own, no process counts.
+    {
+        const ScopedDisplay none(std::nullopt);
+        EXPECT_FALSE(ProcessTable::ownPidsNamed(names).contains(here.pid()));
+    }
+}
+
+TEST_F(LinuxBrowserBackendTest, AnotherUsersProcessDoesNotCount)
+{
+    if (::getuid() != 0 || !QFile::exists(QStringLiteral("/usr/bin/setpriv"))) {
+        GTEST_SKIP() << "starting another user's process takes root and setpriv";
+    }
+    const ScopedDisplay display(":4242");
+    // A folder and a program that the other user may run.
+    QTemporaryDir shared;
+    ASSERT_TRUE(shared.isValid());
+    QFile::setPermissions(shared.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                             QFile::ReadOther | QFile::ExeOther);
+    const QString program = QDir(shared.path()).filePath(QStringLiteral("firefox"));
+    ASSERT_TRUE(QFile::copy(QStringLiteral("/bin/sleep"), program));
+    QFile::setPermissions(program,
+                          QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther);
+
+    QProcess other;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DISPLAY"), QStringLiteral(":4242"));
+    other.setProcessEnvironment(environment);
+    other.start(QStringLiteral("/usr/bin/setpriv"),
+                {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                 QStringLiteral("--clear-groups"), program, QStringLiteral("86391")});
+    ASSERT_TRUE(other.waitForStarted(30000));
+    const QStringList names{QStringLiteral("firefox")};
+    ASSERT_TRUE(TestSupport::waitUntil(
+        [&] { return ProcessTable::pidsNamed(names).contains(other.processId()); }));
+
+    EXPECT_FALSE(ProcessTable::ownPidsNamed(names).contains(other.processId()));
+    other.kill();
+    other.waitForFinished(10000);
 }
 
 TEST_F(LinuxBrowserBackendTest, ProcessTableSkipsZombies)
@@ -473,59 +598,144 @@ TEST_F(ChromiumBackendTest, DevToolsBrowserPathIsReadFromTheSecondLine)
     EXPECT_TRUE(ChromiumDevTools::browserPath(profile.path()).isEmpty());
 }
 
-TEST_F(ChromiumBackendTest, TabInTheFirstWindowWinsOverAMoreRecentlyUsedOneInALaterWindow)
+namespace {
+
+// Opens a tab on `url` in the window the browser last used; its target id, or empty.
+QString openTabInLastWindow(const HeadlessChromium& browser, const QString& url)
 {
-    const QString first = server.url(QStringLiteral("/app/index.html"));
-    const QString second = server.url(QStringLiteral("/app/index.html?second"));
-    const QString secondId = browser->openWindow(second);
-    ASSERT_FALSE(secondId.isEmpty());
-    // The later window's tab is the most recently used one, first in the endpoint's list.
-    ASSERT_TRUE(browser->request(QStringLiteral("/json/activate/") + secondId).has_value());
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == second; }, 30s));
-    const QString firstId = browser->pageId(first);
-    ASSERT_FALSE(firstId.isEmpty());
-    const qint64 firstWindow = browser->windowOf(firstId);
+    const std::optional<QJsonObject> created =
+        browser.command(QStringLiteral("Target.createTarget"), {{QStringLiteral("url"), url}});
+    return created ? created->value(QLatin1String("targetId")).toString() : QString();
+}
+
+// Brings the tab `targetId` (and so its window) to the front, as a click on it would.
+bool bringToFront(const HeadlessChromium& browser, const QString& targetId)
+{
+    return browser.request(QStringLiteral("/json/activate/") + targetId).has_value() &&
+           TestSupport::waitUntil(
+               [&] {
+                   const QJsonArray pages = browser.pages();
+                   return !pages.isEmpty() &&
+                          pages.first().toObject().value(QLatin1String("id")).toString() ==
+                              targetId;
+               },
+               30s);
+}
+
+} // namespace
+
+TEST_F(ChromiumBackendTest, FrontWindowsFirstMatchingTabIsChosen)
+{
+    // The first window (created with the browser): app, about:blank, then app again.
+    const QString firstApp = server.url(QStringLiteral("/app/index.html"));
+    const QString firstAppId = browser->pageId(firstApp);
+    ASSERT_FALSE(firstAppId.isEmpty());
+    const QString blankId = browser->pageId(QStringLiteral("about:blank"));
+    ASSERT_FALSE(blankId.isEmpty());
+    const QString laterAppId =
+        openTabInLastWindow(*browser, server.url(QStringLiteral("/app/index.html?later")));
+    ASSERT_FALSE(laterAppId.isEmpty());
+
+    // A second window: another page, then the app in two tabs.
+    const QString otherId = browser->openWindow(QStringLiteral("about:blank#other"));
+    ASSERT_FALSE(otherId.isEmpty());
+    const QString secondAId =
+        openTabInLastWindow(*browser, server.url(QStringLiteral("/app/index.html?a")));
+    const QString secondBId =
+        openTabInLastWindow(*browser, server.url(QStringLiteral("/app/index.html?b")));
+    ASSERT_FALSE(secondAId.isEmpty());
+    ASSERT_FALSE(secondBId.isEmpty());
+
+    const qint64 firstWindow = browser->windowOf(firstAppId);
+    const qint64 secondWindow = browser->windowOf(otherId);
     ASSERT_GT(firstWindow, 0);
-    ASSERT_LT(firstWindow, browser->windowOf(secondId));
+    ASSERT_GT(secondWindow, 0);
+    ASSERT_NE(firstWindow, secondWindow);
+    ASSERT_EQ(browser->windowOf(laterAppId), firstWindow);
+    ASSERT_EQ(browser->windowOf(blankId), firstWindow);
+    ASSERT_EQ(browser->windowOf(secondAId), secondWindow);
+    ASSERT_EQ(browser->windowOf(secondBId), secondWindow);
 
     const QString address = QStringLiteral("127.0.0.1:%1/app").arg(server.port());
-    const std::optional<ChromiumDevTools::Tab> tab = awaitTask(ChromiumDevTools::activateTab(
-        browser->devToolsPort(), address, ChromiumDevTools::browserPath(browser->profileFolder())));
+    const QString browserPath = ChromiumDevTools::browserPath(browser->profileFolder());
 
+    // The second window in front, on its last app tab: its first app tab is taken, neither the
+    // most recently used one nor one of the older window.
+    ASSERT_TRUE(bringToFront(*browser, secondBId));
+    std::optional<ChromiumDevTools::Tab> tab =
+        awaitTask(ChromiumDevTools::activateTab(browser->devToolsPort(), address, browserPath));
     ASSERT_TRUE(tab.has_value());
-    EXPECT_EQ(tab->targetId, firstId);
+    EXPECT_EQ(tab->targetId, secondAId);
+    EXPECT_EQ(tab->windowId, secondWindow);
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] { return browser->frontPageUrl() == server.url(QStringLiteral("/app/index.html?a")); },
+        30s));
+
+    // The first window in front again, on a page that does not match: its first app tab.
+    ASSERT_TRUE(bringToFront(*browser, blankId));
+    tab = awaitTask(ChromiumDevTools::activateTab(browser->devToolsPort(), address, browserPath));
+    ASSERT_TRUE(tab.has_value());
+    EXPECT_EQ(tab->targetId, firstAppId);
     EXPECT_EQ(tab->windowId, firstWindow);
-    EXPECT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == first; }, 30s));
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == firstApp; }, 30s));
+}
+
+// A second window in front, holding the app in two tabs: the browser's first page, then the
+// most recently used one. The second window's target ids, in tab order.
+static QStringList openSecondWindow(const HeadlessChromium& browser, const LocalWebServer& server)
+{
+    const QString firstId =
+        browser.openWindow(server.url(QStringLiteral("/app/index.html?second")));
+    const QString laterId =
+        openTabInLastWindow(browser, server.url(QStringLiteral("/app/index.html?second-later")));
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] {
+            return browser.frontPageUrl() ==
+                   server.url(QStringLiteral("/app/index.html?second-later"));
+        },
+        30s));
+    EXPECT_NE(browser.windowOf(firstId), 0);
+    EXPECT_EQ(browser.windowOf(firstId), browser.windowOf(laterId));
+    return {firstId, laterId};
+}
+
+TEST_F(ChromiumBackendTest, WithoutTheProtocolTheMostRecentlyUsedMatchIsTaken)
+{
+    const QStringList second = openSecondWindow(*browser, server);
+    ASSERT_EQ(second.size(), 2);
+
+    // A browser path that leads nowhere: the endpoint's list alone decides.
+    const QString address = QStringLiteral("127.0.0.1:%1/app").arg(server.port());
+    const std::optional<ChromiumDevTools::Tab> tab = awaitTask(ChromiumDevTools::activateTab(
+        browser->devToolsPort(), address, QStringLiteral("/devtools/browser/none")));
+    ASSERT_TRUE(tab.has_value());
+    EXPECT_EQ(tab->targetId, second.at(1));
 }
 
 TEST_F(ChromiumBackendTest, WindowsAreToldApartWithoutTheBrowserPathToo)
 {
-    const QString second = server.url(QStringLiteral("/app/index.html?second"));
-    const QString secondId = browser->openWindow(second);
-    ASSERT_FALSE(secondId.isEmpty());
-    ASSERT_TRUE(browser->request(QStringLiteral("/json/activate/") + secondId).has_value());
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == second; }, 30s));
+    const QStringList second = openSecondWindow(*browser, server);
+    ASSERT_EQ(second.size(), 2);
 
     const QString address = QStringLiteral("127.0.0.1:%1/app").arg(server.port());
     const std::optional<ChromiumDevTools::Tab> tab =
         awaitTask(ChromiumDevTools::activateTab(browser->devToolsPort(), address));
 
     ASSERT_TRUE(tab.has_value());
-    EXPECT_EQ(tab->targetId, browser->pageId(server.url(QStringLiteral("/app/index.html"))));
+    EXPECT_EQ(tab->targetId, second.at(0));
 }
 
-TEST_F(ChromiumBackendTest, BackendFindsTheTabOfTheFirstWindow)
+TEST_F(ChromiumBackendTest, BackendFindsTheFirstTabOfTheFrontWindow)
 {
-    const QString first = server.url(QStringLiteral("/app/index.html"));
-    const QString second = server.url(QStringLiteral("/app/index.html?second"));
-    const QString secondId = browser->openWindow(second);
-    ASSERT_FALSE(secondId.isEmpty());
-    ASSERT_TRUE(browser->openTab(QStringLiteral("about:blank#later")));
-    ASSERT_TRUE(browser->request(QStringLiteral("/json/activate/") + secondId).has_value());
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return browser->frontPageUrl() == second; }, 30s));
+    const QStringList second = openSecondWindow(*browser, server);
+    ASSERT_EQ(second.size(), 2);
 
     LinuxBrowserBackend backend({browser->profileFolder()});
     const QString address = QStringLiteral("127.0.0.1:%1").arg(server.port());
     EXPECT_TRUE(awaitTask(backend.findTab(Browser::chrome, address)));
-    EXPECT_EQ(browser->frontPageUrl(), first);
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] {
+            return browser->frontPageUrl() == server.url(QStringLiteral("/app/index.html?second"));
+        },
+        30s));
 }

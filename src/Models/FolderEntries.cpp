@@ -1,4 +1,4 @@
-#include "Utilities/FolderEntries.h"
+#include "Models/FolderEntries.h"
 
 #include <QDir>
 
