@@ -13,10 +13,12 @@ WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6)
 # the accessibility tree (dbus-daemon, at-spi2-core, python3-pyatspi) and keeps screenshots
 # (imagemagick). The packaging tests validate the desktop entries (desktop-file-utils). The tray
 # is also tested under a StatusNotifierItem host and watcher (haskell-gtk-sni-tray-utils,
-# haskell-status-notifier-item-utils).
+# haskell-status-notifier-item-utils). Projects made by Django, Flask, Hugo and Jekyll are opened
+# through the tray with their own development servers (python3-django, python3-flask, hugo,
+# jekyll).
 WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daemon at-spi2-core
               python3-pyatspi imagemagick desktop-file-utils haskell-gtk-sni-tray-utils
-              haskell-status-notifier-item-utils)
+              haskell-status-notifier-item-utils python3-django python3-flask hugo jekyll)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
 

@@ -3,6 +3,8 @@
 #include "Managers/ProjectOverrides.h"
 #include "Platform/FileNameCase.h"
 #include "Platform/FolderAccess.h"
+#include "Platform/SystemTools.h"
+#include "Utilities/FrameworkCatalogue.h"
 #include "Utilities/PortDetector.h"
 #include "Utilities/ProjectFiles.h"
 
@@ -36,6 +38,15 @@ void keepRunnableSubprojects(QList<Project>& projects)
         }
         project.subprojects = runnable;
     }
+}
+
+// Where a server's shell may find "python": the fixed folders servers get and the user's own.
+const QStringList& commandSearchPath()
+{
+    static const QStringList folders =
+        SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts) +
+        qEnvironmentVariable("PATH").split(u':', Qt::SkipEmptyParts);
+    return folders;
 }
 
 const Project* findById(const QList<Project>& projects, const QUuid& id)
@@ -227,8 +238,13 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
         // Each folder is listed once: the listing serves type detection, port detection and the
         // walk below it.
         const FolderListing contents = listFolder(path, nameCase);
-        const ProjectType type = contents.readable ? ProjectType::detect(path, contents.entries)
-                                                   : ProjectType::detect(path, nameCase(path));
+        ProjectType type = contents.readable ? ProjectType::detect(path, contents.entries)
+                                             : ProjectType::detect(path, nameCase(path));
+        // A site generator's configuration makes a site of a folder without other markers.
+        if (type == ProjectType::unknown && contents.readable) {
+            type = FrameworkCatalogue::projectKind(path, contents.entries)
+                       .value_or(ProjectType::unknown);
+        }
 
         if (type == ProjectType::unknown) {
             // A grouping folder: its projects join the list of its siblings.
@@ -237,8 +253,13 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
             continue;
         }
 
-        const DetectionResult detection =
-            PortDetector::detect(path, contents.readable ? &contents.entries : nullptr);
+        const auto framework =
+            contents.readable
+                ? FrameworkCatalogue::detect(path, contents.entries, type, commandSearchPath())
+                : std::nullopt;
+        const DetectionResult detection = PortDetector::detectForProject(
+            path, contents.readable ? &contents.entries : nullptr,
+            framework ? std::optional<int>(framework->defaultPort) : std::nullopt);
 
         Project project;
         project.id = QUuid::createUuid();
@@ -248,6 +269,10 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
         project.port = detection.port.value_or(type == ProjectType::static_ ? 8080 : 3000);
         project.detectedPort = detection.port;
         project.portSource = detection.source;
+        if (framework) {
+            project.framework = framework->id;
+            project.frameworkCommand = framework->command;
+        }
         project.relativePath =
             path.startsWith(basePath + QLatin1Char('/')) ? path.mid(basePath.size() + 1) : path;
         scanListedFolder(path, contents, depth + 1, project.subprojects, basePath, path, nameCase);
