@@ -40,15 +40,6 @@ void keepRunnableSubprojects(QList<Project>& projects)
     }
 }
 
-// Where a server's shell may find "python": the fixed folders servers get and the user's own.
-const QStringList& commandSearchPath()
-{
-    static const QStringList folders =
-        SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts) +
-        qEnvironmentVariable("PATH").split(u':', Qt::SkipEmptyParts);
-    return folders;
-}
-
 const Project* findById(const QList<Project>& projects, const QUuid& id)
 {
     for (const Project& project : projects) {
@@ -259,6 +250,7 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
                 : std::nullopt;
         const DetectionResult detection = PortDetector::detectForProject(
             path, contents.readable ? &contents.entries : nullptr,
+            framework ? framework->scriptPort : std::nullopt,
             framework ? std::optional<int>(framework->defaultPort) : std::nullopt);
 
         Project project;
@@ -307,6 +299,14 @@ const QSet<QString>& ProjectManager::ignoredFolders()
         QStringLiteral(".vscode"),
     };
     return names;
+}
+
+const QStringList& ProjectManager::commandSearchPath()
+{
+    static const QStringList folders =
+        SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts) +
+        qEnvironmentVariable("PATH").split(u':', Qt::SkipEmptyParts);
+    return folders;
 }
 
 const QStringList& ProjectManager::devScriptNames()

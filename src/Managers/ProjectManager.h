@@ -60,6 +60,9 @@ public:
 
     static const QSet<QString>& ignoredFolders();
     static const QStringList& devScriptNames();
+    // Where a server's shell may find commands, for the choice of "python": the fixed folders
+    // servers get and the user's own PATH.
+    static const QStringList& commandSearchPath();
 
 private:
     struct FolderListing

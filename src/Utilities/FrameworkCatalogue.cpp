@@ -2,6 +2,7 @@
 
 #include "Models/FolderEntries.h"
 #include "Utilities/CommandSuggestions.h"
+#include "Utilities/PortDetector.h"
 #include "Utilities/ProjectFiles.h"
 
 #include <QDir>
@@ -299,6 +300,7 @@ bool markersHold(const Entry& entry, const Folder& folder)
                        [&](const QString& name) { return folder.has(name); });
 }
 
+// The framework's own command: the first whose condition holds in the folder.
 QString chosenCommand(const Entry& entry, const Folder& folder)
 {
     for (const Command& command : entry.commands) {
@@ -309,30 +311,33 @@ QString chosenCommand(const Entry& entry, const Folder& folder)
     return {};
 }
 
-// Node runs the project's own script: a usual development script first, else the one that runs
-// the framework; the framework's own command only when no script does.
-QString nodeCommand(const Entry& entry, const QString& folderPath, const FolderEntries& entries,
-                    const QJsonObject& scripts)
+// The script that starts a Node framework: a usual development script first, else the one that
+// runs the framework; none when no script does.
+QString nodeScript(const Entry& entry, const QJsonObject& scripts)
 {
-    const QString manager = CommandSuggestions::packageManager(folderPath, entries);
-    for (const QString& name : FrameworkCatalogue::devScripts()) {
+    for (const QString& name : FrameworkCatalogue::devScripts() + entry.scripts) {
         if (scripts.value(name).isString()) {
-            return CommandSuggestions::scriptCommand(manager, name);
-        }
-    }
-    for (const QString& name : entry.scripts) {
-        if (scripts.value(name).isString()) {
-            return CommandSuggestions::scriptCommand(manager, name);
+            return name;
         }
     }
     if (!entry.scriptText.isEmpty()) {
         for (auto it = scripts.begin(); it != scripts.end(); ++it) {
             if (it.value().toString().contains(entry.scriptText)) {
-                return CommandSuggestions::scriptCommand(manager, it.key());
+                return it.key();
             }
         }
     }
-    return entry.commands.value(0).text;
+    return {};
+}
+
+std::optional<int> portInScript(const QString& script)
+{
+    for (const char* pattern : PortDetector::packageScriptPatterns) {
+        if (const auto port = PortDetector::matchPort(script, QString::fromLatin1(pattern))) {
+            return port;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -392,13 +397,23 @@ std::optional<FrameworkCatalogue::Match> FrameworkCatalogue::detect(const QStrin
         if (!named && !markersHold(entry, folder)) {
             continue;
         }
-        QString command = kind == ProjectType::nodejs
-                              ? nodeCommand(entry, folderPath, entries, scripts)
-                              : chosenCommand(entry, folder);
-        if (command == QLatin1String("python") || command.startsWith(QLatin1String("python "))) {
-            command = pythonInterpreter(folderPath, entries, searchPath) + command.mid(6);
+        Match match{entry.id,          entry.displayName, kind, chosenCommand(entry, folder),
+                    entry.defaultPort, std::nullopt};
+        if (kind == ProjectType::nodejs) {
+            // The project's own script, run by the package manager its lockfile names.
+            const QString script = nodeScript(entry, scripts);
+            if (!script.isEmpty()) {
+                match.command = CommandSuggestions::scriptCommand(
+                    CommandSuggestions::packageManager(folderPath, entries), script);
+                match.scriptPort = portInScript(scripts.value(script).toString());
+            }
         }
-        return Match{entry.id, entry.displayName, kind, command, entry.defaultPort};
+        if (match.command == QLatin1String("python") ||
+            match.command.startsWith(QLatin1String("python "))) {
+            match.command =
+                pythonInterpreter(folderPath, entries, searchPath) + match.command.mid(6);
+        }
+        return match;
     }
     return std::nullopt;
 }

@@ -54,6 +54,8 @@ public:
         ProjectType kind;
         QString command;
         int defaultPort = 0;
+        // A port option written in the package script the command runs.
+        std::optional<int> scriptPort;
 
         bool operator==(const Match&) const = default;
     };

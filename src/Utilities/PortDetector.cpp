@@ -158,11 +158,15 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
 
 PortDetector::DetectionResult PortDetector::detectForProject(const QString& projectPath,
                                                              const FolderEntries* entries,
+                                                             std::optional<int> scriptPort,
                                                              std::optional<int> frameworkPort)
 {
     const DetectionResult written = detectWritten(projectPath, entries);
     if (written.port) {
         return written;
+    }
+    if (scriptPort && isValidPort(*scriptPort)) {
+        return {scriptPort, PortSource::packageJson};
     }
     // The server's own code is as explicit as its configuration; a default is only a guess.
     if (const auto port = detectInEntryFiles(projectPath, entries)) {

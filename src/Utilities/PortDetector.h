@@ -44,11 +44,12 @@ public:
     // vue.config.js and nuxt.config.*
     static constexpr std::array<const char*, 1> configPatterns{R"(port:\s*(\d+))"};
 
-    // The port of a project whose framework is known (or nullopt): a port written in its
-    // configuration first (as `detect`), then one its entry file listens on, then the usual port
-    // of its dependencies, then `frameworkPort`.
+    // The port of a project whose framework may be known: a port written in its configuration
+    // first (as `detect`), then `scriptPort` (written in the script that starts it), then one
+    // its entry file listens on, then the usual port of its dependencies, then `frameworkPort`.
     static DetectionResult detectForProject(const QString& projectPath,
                                             const FolderEntries* entries,
+                                            std::optional<int> scriptPort,
                                             std::optional<int> frameworkPort);
     // The port written in the listen call of a server's entry file (app.listen(4567),
     // http.ListenAndServe(":8080", ...), app.run(port=5001)), in Spring Boot's server.port or
