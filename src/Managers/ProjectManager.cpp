@@ -303,9 +303,10 @@ const QSet<QString>& ProjectManager::ignoredFolders()
 
 const QStringList& ProjectManager::commandSearchPath()
 {
+    // Servers start with this search path, so a "python" elsewhere (a version manager's shim
+    // in the user's PATH) would not be found by them.
     static const QStringList folders =
-        SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts) +
-        qEnvironmentVariable("PATH").split(u':', Qt::SkipEmptyParts);
+        SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts);
     return folders;
 }
 

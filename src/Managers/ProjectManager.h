@@ -60,8 +60,8 @@ public:
 
     static const QSet<QString>& ignoredFolders();
     static const QStringList& devScriptNames();
-    // Where a server's shell may find commands, for the choice of "python": the fixed folders
-    // servers get and the user's own PATH.
+    // Where a server's shell finds commands, for the choice of "python": the fixed folders
+    // servers are started with.
     static const QStringList& commandSearchPath();
 
 private:
