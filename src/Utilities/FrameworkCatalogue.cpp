@@ -134,9 +134,7 @@ QList<Entry> buildEntries()
     other("jekyll", "Jekyll", ProjectType::ruby, {}, {"jekyll"}, always("bundle exec jekyll serve"),
           4000);
     other("sinatra", "Sinatra", ProjectType::ruby, {}, {"sinatra"},
-          {{QStringLiteral("config.ru"), QStringLiteral("bundle exec rackup -p 4567")},
-           {QString(), QStringLiteral("bundle exec ruby app.rb")}},
-          4567);
+          always("bundle exec ruby app.rb"), 4567);
 
     other("spring-boot", "Spring Boot", ProjectType::java, {}, {"org.springframework.boot"},
           {{QStringLiteral("mvnw"), QStringLiteral("./mvnw spring-boot:run")},
@@ -300,6 +298,24 @@ bool markersHold(const Entry& entry, const Folder& folder)
                        [&](const QString& name) { return folder.has(name); });
 }
 
+bool isPresent(const Entry& entry, const Folder& folder, const Dependencies& dependencies)
+{
+    const bool named =
+        std::any_of(entry.dependencies.cbegin(), entry.dependencies.cend(),
+                    [&](const QString& name) { return dependencies.contains(name); });
+    return named || markersHold(entry, folder);
+}
+
+QString withInterpreter(const QString& command, const QString& folderPath,
+                        const FolderEntries& entries, const QStringList& searchPath)
+{
+    if (command == QLatin1String("python") || command.startsWith(QLatin1String("python "))) {
+        return FrameworkCatalogue::pythonInterpreter(folderPath, entries, searchPath) +
+               command.mid(6);
+    }
+    return command;
+}
+
 // The framework's own command: the first whose condition holds in the folder.
 QString chosenCommand(const Entry& entry, const Folder& folder)
 {
@@ -388,13 +404,8 @@ std::optional<FrameworkCatalogue::Match> FrameworkCatalogue::detect(const QStrin
                     [&](const QString& name) { return scripts.value(name).isString(); });
 
     for (const Entry& entry : FrameworkCatalogue::entries()) {
-        if (entry.kind != kind || (entry.onlyWithoutDevScript && hasDevScript)) {
-            continue;
-        }
-        const bool named =
-            std::any_of(entry.dependencies.cbegin(), entry.dependencies.cend(),
-                        [&](const QString& name) { return dependencies.contains(name); });
-        if (!named && !markersHold(entry, folder)) {
+        if (entry.kind != kind || (entry.onlyWithoutDevScript && hasDevScript) ||
+            !isPresent(entry, folder, dependencies)) {
             continue;
         }
         Match match{entry.id,          entry.displayName, kind, chosenCommand(entry, folder),
@@ -408,14 +419,28 @@ std::optional<FrameworkCatalogue::Match> FrameworkCatalogue::detect(const QStrin
                 match.scriptPort = portInScript(scripts.value(script).toString());
             }
         }
-        if (match.command == QLatin1String("python") ||
-            match.command.startsWith(QLatin1String("python "))) {
-            match.command =
-                pythonInterpreter(folderPath, entries, searchPath) + match.command.mid(6);
-        }
+        match.command = withInterpreter(match.command, folderPath, entries, searchPath);
         return match;
     }
     return std::nullopt;
+}
+
+QStringList FrameworkCatalogue::commands(const QString& folderPath, const FolderEntries& entries,
+                                         const QStringList& searchPath)
+{
+    const Folder folder(folderPath, entries);
+    QStringList result;
+    for (const ProjectType kind : ProjectType::allCases()) {
+        const Dependencies dependencies(folder, kind);
+        for (const Entry& entry : FrameworkCatalogue::entries()) {
+            if (entry.kind == kind && isPresent(entry, folder, dependencies)) {
+                result.append(
+                    withInterpreter(chosenCommand(entry, folder), folderPath, entries, searchPath));
+            }
+        }
+    }
+    result.removeDuplicates();
+    return result;
 }
 
 std::optional<ProjectType> FrameworkCatalogue::projectKind(const QString& folderPath,

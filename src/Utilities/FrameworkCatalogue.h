@@ -73,6 +73,10 @@ public:
     // `searchPath` is where a server's shell looks for commands (it decides "python").
     static std::optional<Match> detect(const QString& folderPath, const FolderEntries& entries,
                                        ProjectType kind, const QStringList& searchPath);
+    // The own commands of every framework whose files are in the folder, whatever the
+    // project's kind (not the project's scripts), for the user to choose from.
+    static QStringList commands(const QString& folderPath, const FolderEntries& entries,
+                                const QStringList& searchPath);
     // The kind a framework's own files give a folder that no kind's marker claimed.
     static std::optional<ProjectType> projectKind(const QString& folderPath,
                                                   const FolderEntries& entries);

@@ -2,6 +2,7 @@
 
 #include "Managers/ProjectOverrides.h"
 #include "Platform/FileNameCase.h"
+#include "Platform/SystemTools.h"
 #include "Utilities/CommandSuggestions.h"
 #include "Utilities/FrameworkCatalogue.h"
 #include "Views/Caption.h"
@@ -199,8 +200,9 @@ void ProjectOverridesEditor::setProject(const std::optional<Project>& shown)
     portReset->setVisible(portOverridden);
 
     suggestionMenu->clear();
-    for (const QString& suggestion :
-         CommandSuggestions::forProject(folder, FileNameCase::of(folder))) {
+    for (const QString& suggestion : CommandSuggestions::forProject(
+             folder, FileNameCase::of(folder),
+             SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts))) {
         QAction* action = suggestionMenu->addAction(suggestion);
         action->setData(suggestion);
     }

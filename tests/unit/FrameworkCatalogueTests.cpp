@@ -1,6 +1,7 @@
 #include "Managers/ProjectManager.h"
 #include "Managers/ProjectOverrides.h"
 #include "Models/FolderEntries.h"
+#include "Utilities/CommandSuggestions.h"
 #include "Utilities/FrameworkCatalogue.h"
 
 #include "support/QtPrinters.h"
@@ -731,4 +732,20 @@ TEST(ProjectFrameworkJson, TheFrameworkRoundTrips)
     EXPECT_FALSE(Project::fromJson(
         QByteArray(json).replace(R"("framework":"hugo")", R"("framework":7)"), &error));
     EXPECT_EQ(error, QStringLiteral("\"framework\" is not a string"));
+}
+
+TEST(FrameworkCatalogue, SuggestionsOfferEveryScriptAndEveryFrameworksCommand)
+{
+    QTemporaryDir root;
+    writeFile(root.path(), QStringLiteral("package.json"),
+              R"({"scripts":{"dev":"next dev","storybook":"storybook dev -p 6006","lint":"x"},
+              "dependencies":{"next":"14"},"devDependencies":{"storybook":"8"}})");
+    writeFile(root.path(), QStringLiteral("yarn.lock"), "# yarn lockfile v1\n");
+    writeFile(root.path(), QStringLiteral(".storybook/main.ts"), "export default {};\n");
+    writeFile(root.path(), QStringLiteral("manage.py"), "");
+    EXPECT_EQ(CommandSuggestions::forProject(root.path(), Qt::CaseSensitive, {}),
+              (QStringList{QStringLiteral("yarn dev"), QStringLiteral("yarn storybook"),
+                           QStringLiteral("yarn lint"), QStringLiteral("npx next dev"),
+                           QStringLiteral("npx storybook dev -p 6006"),
+                           QStringLiteral("python3 manage.py runserver")}));
 }
