@@ -540,7 +540,7 @@ TEST_F(WispAppTest, AnEleventyProjectOpensWhereItsServerAnswers)
 
 TEST_F(WispAppTest, AnExpressAppOnAFixedPortOpensWhereItAnswers)
 {
-    // Fixed in its server file, where no detection looks; free on this machine.
+    // Fixed in its server file's listen call, read by detection; free on this machine.
     const int fixedPort = TestSupport::freePort();
     makeNpmProject(
         QStringLiteral("express-api"), {QStringLiteral("express"), QStringLiteral("4.22.3")},
