@@ -14,10 +14,13 @@ WISP_APT_RUN=(lsof procps python3 qt6-qpa-plugins libqt6svg6 libqt6websockets6 l
 # bash and /bin/sh. The first-run test finds widgets through the accessibility tree (dbus-daemon,
 # at-spi2-core, python3-pyatspi) and keeps screenshots (imagemagick). The packaging tests validate
 # the desktop entries (desktop-file-utils). The tray is also tested under a StatusNotifierItem host
-# and watcher (haskell-gtk-sni-tray-utils, haskell-status-notifier-item-utils).
+# and watcher (haskell-gtk-sni-tray-utils, haskell-status-notifier-item-utils). Projects made by
+# Django, Flask, Hugo and Jekyll are opened through the tray with their own development servers
+# (python3-django, python3-flask, hugo, jekyll).
 WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daemon at-spi2-core
               python3-pyatspi imagemagick desktop-file-utils haskell-gtk-sni-tray-utils
-              haskell-status-notifier-item-utils zsh fish python3-yaml)
+              haskell-status-notifier-item-utils zsh fish python3-yaml python3-django
+              python3-flask hugo jekyll)
 # The sanitized build and the fuzz targets are built by Clang, the compiler the Mac uses: its
 # sanitizer and libFuzzer runtimes, and libc++ for the compile-only pass of the portable sources
 # against the Mac's standard library.

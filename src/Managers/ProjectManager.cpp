@@ -3,6 +3,8 @@
 #include "Managers/ProjectOverrides.h"
 #include "Platform/FileNameCase.h"
 #include "Platform/FolderAccess.h"
+#include "Platform/SystemTools.h"
+#include "Utilities/FrameworkCatalogue.h"
 #include "Utilities/PortDetector.h"
 #include "Utilities/ProjectFiles.h"
 
@@ -296,8 +298,13 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
         // Each folder is listed once: the listing serves type detection, port detection and the
         // walk below it.
         const FolderListing contents = listFolder(path, nameCase);
-        const ProjectType type = contents.readable ? ProjectType::detect(path, contents.entries)
-                                                   : ProjectType::detect(path, nameCase(path));
+        ProjectType type = contents.readable ? ProjectType::detect(path, contents.entries)
+                                             : ProjectType::detect(path, nameCase(path));
+        // A site generator's configuration makes a site of a folder without other markers.
+        if (type == ProjectType::unknown && contents.readable) {
+            type = FrameworkCatalogue::projectKind(path, contents.entries)
+                       .value_or(ProjectType::unknown);
+        }
 
         if (type == ProjectType::unknown) {
             // A grouping folder: its projects join the list of its siblings.
@@ -306,8 +313,14 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
             continue;
         }
 
-        const DetectionResult detection =
-            PortDetector::detect(path, contents.readable ? &contents.entries : nullptr);
+        const auto framework =
+            contents.readable
+                ? FrameworkCatalogue::detect(path, contents.entries, type, commandSearchPath())
+                : std::nullopt;
+        const DetectionResult detection = PortDetector::detectForProject(
+            path, contents.readable ? &contents.entries : nullptr,
+            framework ? framework->scriptPort : std::nullopt,
+            framework ? std::optional<int>(framework->defaultPort) : std::nullopt);
 
         Project project;
         project.id = QUuid::createUuid();
@@ -317,6 +330,10 @@ void ProjectManager::scanListedFolder(const QString& folderPath, const FolderLis
         project.port = detection.port.value_or(type == ProjectType::static_ ? 8080 : 3000);
         project.detectedPort = detection.port;
         project.portSource = detection.source;
+        if (framework) {
+            project.framework = framework->id;
+            project.frameworkCommand = framework->command;
+        }
         project.relativePath =
             path.startsWith(basePath + QLatin1Char('/')) ? path.mid(basePath.size() + 1) : path;
         scanListedFolder(path, contents, depth + 1, project.subprojects, basePath, path, nameCase);
@@ -351,6 +368,15 @@ const QSet<QString>& ProjectManager::ignoredFolders()
         QStringLiteral(".vscode"),
     };
     return names;
+}
+
+const QStringList& ProjectManager::commandSearchPath()
+{
+    // Servers start with this search path, so a "python" elsewhere (a version manager's shim
+    // in the user's PATH) would not be found by them.
+    static const QStringList folders =
+        SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts);
+    return folders;
 }
 
 const QStringList& ProjectManager::devScriptNames()

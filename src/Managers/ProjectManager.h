@@ -62,6 +62,9 @@ public:
 
     static const QSet<QString>& ignoredFolders();
     static const QStringList& devScriptNames();
+    // Where a server's shell finds commands, for the choice of "python": the fixed folders
+    // servers are started with.
+    static const QStringList& commandSearchPath();
 
 private:
     struct FolderListing

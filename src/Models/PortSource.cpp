@@ -6,8 +6,8 @@ namespace {
 
 // Indexed by PortSource::Value.
 constexpr const char* rawValues[] = {
-    "env",         "packageJson", "viteConfig", "vueConfig",
-    "angularJson", "nuxtConfig",  "manual",     "defaultValue",
+    "env",        "packageJson", "viteConfig",   "vueConfig", "angularJson",
+    "nuxtConfig", "manual",      "defaultValue", "framework", "entryFile",
 };
 
 } // namespace

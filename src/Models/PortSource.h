@@ -18,7 +18,9 @@ public:
         angularJson,
         nuxtConfig,
         manual,
-        defaultValue
+        defaultValue,
+        framework, // the usual port of the framework the project's files name
+        entryFile  // the port the entry file's own listen call names
     };
 
     constexpr PortSource(Value value) : value(value) {}

@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -19,8 +20,8 @@ QByteArray encodeString(const QString& text)
 class OrderedWriter
 {
 public:
-    explicit OrderedWriter(QJsonDocument::JsonFormat format)
-        : indented(format == QJsonDocument::Indented)
+    explicit OrderedWriter(QJsonDocument::JsonFormat format, bool withEffectiveCommand = false)
+        : indented(format == QJsonDocument::Indented), withEffectiveCommand(withEffectiveCommand)
     {}
 
     void writeList(const QList<Project>& projects, int level)
@@ -73,6 +74,18 @@ public:
             key("relativePath", level);
             out += encodeString(*project.relativePath);
         }
+        if (project.framework) {
+            key("framework", level);
+            out += encodeString(*project.framework);
+        }
+        if (project.frameworkCommand) {
+            key("frameworkCommand", level);
+            out += encodeString(*project.frameworkCommand);
+        }
+        if (withEffectiveCommand) {
+            key("effectiveCommand", level);
+            out += encodeString(project.effectiveCommand());
+        }
         newline(level);
         out += '}';
     }
@@ -101,6 +114,7 @@ private:
     }
 
     bool indented;
+    bool withEffectiveCommand;
     bool first = true;
 };
 
@@ -214,6 +228,18 @@ bool decodeInto(const QJsonObject& object, Project* project, QString* error)
         }
         project->relativePath = relative.toString();
     }
+
+    for (auto [key, field] : {std::pair{"framework", &project->framework},
+                              std::pair{"frameworkCommand", &project->frameworkCommand}}) {
+        if (object.contains(QLatin1String(key))) {
+            const QJsonValue value = object.value(QLatin1String(key));
+            if (!value.isString()) {
+                return fail(error,
+                            QStringLiteral("\"%1\" is not a string").arg(QLatin1String(key)));
+            }
+            *field = value.toString();
+        }
+    }
     return true;
 }
 
@@ -221,7 +247,10 @@ bool decodeInto(const QJsonObject& object, Project* project, QString* error)
 
 QString Project::effectiveCommand() const
 {
-    return customCommand ? *customCommand : type.defaultCommand();
+    if (customCommand) {
+        return *customCommand;
+    }
+    return frameworkCommand ? *frameworkCommand : type.defaultCommand();
 }
 
 QByteArray Project::toJson(QJsonDocument::JsonFormat format) const
@@ -234,6 +263,13 @@ QByteArray Project::toJson(QJsonDocument::JsonFormat format) const
 QByteArray Project::toJson(const QList<Project>& projects, QJsonDocument::JsonFormat format)
 {
     OrderedWriter writer(format);
+    writer.writeList(projects, 0);
+    return writer.out;
+}
+
+QByteArray Project::toReadableJson(const QList<Project>& projects)
+{
+    OrderedWriter writer(QJsonDocument::Indented, true);
     writer.writeList(projects, 0);
     return writer.out;
 }
@@ -271,7 +307,8 @@ bool Project::operator==(const Project& other) const
     return id == other.id && name == other.name && path == other.path && type == other.type &&
            customCommand == other.customCommand && port == other.port &&
            detectedPort == other.detectedPort && portSource == other.portSource &&
-           subprojects == other.subprojects && relativePath == other.relativePath;
+           subprojects == other.subprojects && relativePath == other.relativePath &&
+           framework == other.framework && frameworkCommand == other.frameworkCommand;
 }
 
 namespace {
@@ -300,6 +337,10 @@ size_t qHash(const Project& project, size_t seed)
     for (const Project& subproject : project.subprojects) {
         seed = qHash(subproject, seed);
     }
-    return hashOptional(seed, project.relativePath,
-                        [](size_t s, const QString& v) { return qHashMulti(s, v); });
+    const auto hashText = [](size_t s, const QString& v) {
+        return qHashMulti(s, v);
+    };
+    seed = hashOptional(seed, project.relativePath, hashText);
+    seed = hashOptional(seed, project.framework, hashText);
+    return hashOptional(seed, project.frameworkCommand, hashText);
 }

@@ -27,8 +27,13 @@ struct Project
     std::optional<PortSource> portSource;
     QList<Project> subprojects;
     std::optional<QString> relativePath;
+    // The development framework detection found (a stable raw value) and the command that starts
+    // it in this folder; both absent when none was recognised.
+    std::optional<QString> framework;
+    std::optional<QString> frameworkCommand;
 
-    // The command that starts the project's server.
+    // The command that starts the project's server: the user's, else the framework's, else the
+    // kind's.
     QString effectiveCommand() const;
 
     // The project folder as a local path, the text selections are compared by.
@@ -39,6 +44,9 @@ struct Project
     QByteArray toJson(QJsonDocument::JsonFormat format = QJsonDocument::Compact) const;
     static QByteArray toJson(const QList<Project>& projects,
                              QJsonDocument::JsonFormat format = QJsonDocument::Compact);
+    // The same with each project's effective command last, under "effectiveCommand", for
+    // people reading what a scan found; not decoded back.
+    static QByteArray toReadableJson(const QList<Project>& projects);
 
     // Fails (nullopt, with a reason in `error`) when a required key is missing or mistyped.
     // Unknown keys are ignored.

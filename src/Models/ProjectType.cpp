@@ -6,6 +6,8 @@
 #include <QFileInfo>
 #include <QSet>
 
+#include <array>
+
 namespace {
 
 struct Row
@@ -15,6 +17,8 @@ struct Row
     const char* marker;
     const char* command;
     const char* displayName;
+    // Further files that make a project of the kind, tested at the kind's own turn.
+    std::array<const char*, 3> otherMarkers{};
 };
 
 // Indexed by ProjectType::Value.
@@ -23,9 +27,19 @@ constexpr Row rows[] = {
     {ProjectType::rust, "rust", "Cargo.toml", "cargo run", "Rust"},
     {ProjectType::go, "go", "go.mod", "go run .", "Go"},
     {ProjectType::ruby, "ruby", "Gemfile", "rails s", "Ruby"},
-    {ProjectType::python, "python", "requirements.txt", "python -m http.server 3000", "Python"},
+    {ProjectType::python,
+     "python",
+     "requirements.txt",
+     "python -m http.server 3000",
+     "Python",
+     {"pyproject.toml", "Pipfile", "manage.py"}},
     {ProjectType::php, "php", "composer.json", "php -S localhost:3000", "PHP"},
-    {ProjectType::java, "java", "pom.xml", "./mvnw spring-boot:run", "Java"},
+    {ProjectType::java,
+     "java",
+     "pom.xml",
+     "./mvnw spring-boot:run",
+     "Java",
+     {"build.gradle", "build.gradle.kts", nullptr}},
     {ProjectType::static_, "static", "index.html", "python3 -m http.server 8080", "Static"},
     {ProjectType::unknown, "unknown", "", "", "Unknown"},
 };
@@ -105,6 +119,11 @@ ProjectType ProjectType::detect(const QString& folderPath, Qt::CaseSensitivity n
         if (QFileInfo::exists(folder.filePath(QString::fromLatin1(row.marker)))) {
             return row.value;
         }
+        for (const char* marker : row.otherMarkers) {
+            if (marker && QFileInfo::exists(folder.filePath(QString::fromLatin1(marker)))) {
+                return row.value;
+            }
+        }
     }
     return unknown;
 }
@@ -124,6 +143,11 @@ ProjectType ProjectType::detect(const QString& folderPath, const FolderEntries& 
         }
         if (exists(row.marker)) {
             return row.value;
+        }
+        for (const char* marker : row.otherMarkers) {
+            if (marker && exists(marker)) {
+                return row.value;
+            }
         }
     }
 

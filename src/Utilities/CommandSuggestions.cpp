@@ -1,6 +1,7 @@
 #include "Utilities/CommandSuggestions.h"
 
 #include "Models/FolderEntries.h"
+#include "Utilities/FrameworkCatalogue.h"
 #include "Utilities/Log.h"
 #include "Utilities/ProjectFiles.h"
 
@@ -67,16 +68,6 @@ public:
             QStringLiteral("^\\s*gem\\s+['\"]%1['\"]").arg(QRegularExpression::escape(gem)));
     }
 
-    // A Python package named in requirements.txt or pyproject.toml.
-    bool hasPythonPackage(const QString& package) const
-    {
-        const QString name = QRegularExpression::escape(package);
-        return mentions(QStringLiteral("requirements.txt"),
-                        QStringLiteral("^\\s*%1\\s*($|[\\[<>=~!;#])").arg(name)) ||
-               mentions(QStringLiteral("pyproject.toml"),
-                        QStringLiteral("[\"'\\s]%1\\s*($|[\\[<>=~!;\"',])").arg(name));
-    }
-
 private:
     QDir dir;
     const FolderEntries& entries;
@@ -84,13 +75,15 @@ private:
 
 } // namespace
 
-QStringList CommandSuggestions::forProject(const QString& folderPath, Qt::CaseSensitivity nameCase)
+QStringList CommandSuggestions::forProject(const QString& folderPath, Qt::CaseSensitivity nameCase,
+                                           const QStringList& searchPath)
 {
     const auto entries = FolderEntries::read(folderPath, nameCase);
     if (!entries) {
         return {};
     }
     QStringList commands = scriptCommands(folderPath, *entries);
+    commands += FrameworkCatalogue::commands(folderPath, *entries, searchPath);
     commands += frameworkCommands(folderPath, *entries);
     commands.removeDuplicates();
     return commands;
@@ -203,23 +196,8 @@ QStringList CommandSuggestions::frameworkCommands(const QString& folderPath,
         }
     };
 
-    // Python
-    suggest(folder.has(QStringLiteral("manage.py")), "python manage.py runserver");
+    // Tools the framework catalogue leaves out, and the usual commands of each kind.
     suggest(folder.has(QStringLiteral("mkdocs.yml")), "mkdocs serve");
-    suggest(folder.hasPythonPackage(QStringLiteral("flask")), "flask run");
-    suggest(folder.hasPythonPackage(QStringLiteral("fastapi")) &&
-                folder.has(QStringLiteral("main.py")),
-            "uvicorn main:app --reload");
-
-    // PHP
-    suggest(folder.has(QStringLiteral("artisan")), "php artisan serve");
-    suggest(folder.has(QStringLiteral("symfony.lock")), "symfony server:start");
-
-    // Ruby
-    suggest(folder.hasGem(QStringLiteral("jekyll")), "bundle exec jekyll serve");
-    suggest(folder.has(QStringLiteral("bin/rails")), "bin/rails server");
-    suggest(!folder.has(QStringLiteral("bin/rails")) && folder.hasGem(QStringLiteral("rails")),
-            "bundle exec rails server");
     suggest(folder.hasGem(QStringLiteral("middleman")), "bundle exec middleman server");
     suggest(folder.has(QStringLiteral("config.ru")) && !folder.hasGem(QStringLiteral("rails")),
             "bundle exec rackup");
@@ -259,9 +237,5 @@ QStringList CommandSuggestions::frameworkCommands(const QString& folderPath,
             commands.append(scriptCommand(QStringLiteral("deno"), name));
         }
     }
-
-    suggest(folder.has(QStringLiteral("hugo.toml")) || folder.has(QStringLiteral("hugo.yaml")) ||
-                folder.has(QStringLiteral("hugo.json")),
-            "hugo server");
     return commands;
 }

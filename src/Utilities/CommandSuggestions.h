@@ -17,8 +17,11 @@ public:
     static constexpr int maxScripts = 40;
 
     // `folderPath` is the project folder's absolute local path, whose file names are looked up
-    // by `nameCase` (the folder's file system's rule). Without duplicates, scripts first.
-    static QStringList forProject(const QString& folderPath, Qt::CaseSensitivity nameCase);
+    // by `nameCase` (the folder's file system's rule). Without duplicates, scripts first, then
+    // the commands of every framework the folder's files name. `searchPath` is where servers
+    // look for commands; it decides whether those run "python" or "python3".
+    static QStringList forProject(const QString& folderPath, Qt::CaseSensitivity nameCase,
+                                  const QStringList& searchPath = {});
 
     // "bun", "pnpm", "yarn" or "npm", from the lockfile in the folder, else from package.json's
     // "packageManager" field; npm when nothing names one.

@@ -15,6 +15,7 @@
 #include <cmath>
 #include <initializer_list>
 #include <span>
+#include <vector>
 
 namespace {
 
@@ -31,17 +32,19 @@ public:
         : folder(projectPath), entries(entries)
     {}
 
-    // The path that opening `name` in the folder opens.
+    // The path that opening `name` in the folder opens; in "src/main.rs" only "src" is looked
+    // up in the listing.
     std::optional<QString> path(const QString& name) const
     {
         if (!entries) {
             return folder.filePath(name);
         }
-        const auto listed = entries->find(name);
+        const QString first = name.section(u'/', 0, 0);
+        const auto listed = entries->find(first);
         if (!listed) {
             return std::nullopt;
         }
-        return folder.filePath(*listed);
+        return folder.filePath(*listed + name.mid(first.size()));
     }
 
 private:
@@ -113,10 +116,92 @@ QSet<QString> objectKeys(const QJsonObject& object, const char* section)
     return QSet<QString>(keys.begin(), keys.end());
 }
 
+struct EntryFiles
+{
+    std::initializer_list<const char*> names;
+    std::initializer_list<const char*> patterns;
+};
+
+// Where servers' own code names their port, by language.
+const EntryFiles entryFiles[] = {
+    {{"server.js", "index.js", "app.js", "main.js", "server.ts", "index.ts", "app.ts", "main.ts",
+      "src/server.js", "src/index.js", "src/app.js", "src/main.js", "src/server.ts", "src/index.ts",
+      "src/app.ts", "src/main.ts"},
+     {R"re(\.listen\(\s*(\d+))re"}},
+    {{"main.go", "server.go", "cmd/server/main.go"},
+     {R"re(ListenAndServe(?:TLS)?\(\s*"[^"\n]*:(\d+)")re", R"re(\.Run\(\s*"[^"\n]*:(\d+)")re"}},
+    {{"app.py", "main.py", "wsgi.py", "run.py", "server.py"},
+     {R"re(\.run\([^)]*\bport\s*=\s*(\d+))re"}},
+    {{"app.rb", "server.rb", "main.rb"}, {R"re(set\s+:port\s*,\s*(\d+))re"}},
+    {{"src/main/resources/application.properties"}, {R"re(^\s*server\.port\s*[=:]\s*(\d+))re"}},
+    {{"src/main/resources/application.yml", "src/main/resources/application.yaml"},
+     {R"re(^server:[ \t]*\n(?:[ \t]+.*\n)*?[ \t]+port:\s*(\d+))re"}},
+    {{"Procfile"}, {R"re(^web:.*--port[=\s](\d+))re", R"re(^web:.*\s-p\s+(\d+))re"}},
+    {{"src/main.rs"},
+     {R"re(bind\(\s*"[^"\n]*:(\d+)")re", R"re(bind\(\s*\(\s*"[^"\n]*"\s*,\s*(\d+)\s*\))re",
+      R"re(SocketAddr::from\(\(\s*\[[^\]]*\]\s*,\s*(\d+)\s*\)\))re"}},
+};
+
 } // namespace
 
 PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
                                                    const FolderEntries* entries)
+{
+    const DetectionResult written = detectWritten(projectPath, entries);
+    if (written.port) {
+        return written;
+    }
+    const Candidates project(projectPath, entries);
+    const auto packageJson = project.path(QStringLiteral("package.json"));
+    return packageJson ? defaultPortFromPackage(*packageJson) : DetectionResult{};
+}
+
+PortDetector::DetectionResult PortDetector::detectForProject(const QString& projectPath,
+                                                             const FolderEntries* entries,
+                                                             std::optional<int> scriptPort,
+                                                             std::optional<int> frameworkPort)
+{
+    const DetectionResult written = detectWritten(projectPath, entries);
+    if (written.port) {
+        return written;
+    }
+    if (scriptPort && isValidPort(*scriptPort)) {
+        return {scriptPort, PortSource::packageJson};
+    }
+    // The server's own code is as explicit as its configuration; a default is only a guess.
+    if (const auto port = detectInEntryFiles(projectPath, entries)) {
+        return {port, PortSource::entryFile};
+    }
+    const Candidates project(projectPath, entries);
+    const auto packageJson = project.path(QStringLiteral("package.json"));
+    const DetectionResult dependencyDefault =
+        packageJson ? defaultPortFromPackage(*packageJson) : DetectionResult{};
+    if (dependencyDefault.port) {
+        return dependencyDefault;
+    }
+    if (frameworkPort && isValidPort(*frameworkPort)) {
+        return {frameworkPort, PortSource::framework};
+    }
+    return {};
+}
+
+std::optional<int> PortDetector::detectInEntryFiles(const QString& projectPath,
+                                                    const FolderEntries* entries)
+{
+    const Candidates project(projectPath, entries);
+    for (const EntryFiles& kind : entryFiles) {
+        const std::vector<const char*> patterns(kind.patterns);
+        for (const char* name : kind.names) {
+            if (const auto port = searchFile(project.path(QLatin1String(name)), patterns)) {
+                return port;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+PortDetector::DetectionResult PortDetector::detectWritten(const QString& projectPath,
+                                                          const FolderEntries* entries)
 {
     const Candidates project(projectPath, entries);
 
@@ -150,8 +235,7 @@ PortDetector::DetectionResult PortDetector::detect(const QString& projectPath,
     if (const auto port = searchConfigFiles(project, "nuxt.config", {"js", "ts"}, configPatterns)) {
         return {port, PortSource::nuxtConfig};
     }
-
-    return packageJson ? defaultPortFromPackage(*packageJson) : DetectionResult{};
+    return {};
 }
 
 std::optional<int> PortDetector::matchPort(const QString& text, const QString& pattern)

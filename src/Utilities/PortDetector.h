@@ -44,12 +44,27 @@ public:
     // vue.config.js and nuxt.config.*
     static constexpr std::array<const char*, 1> configPatterns{R"(port:\s*(\d+))"};
 
+    // The port of a project whose framework may be known: a port written in its configuration
+    // first (as `detect`), then `scriptPort` (written in the script that starts it), then one
+    // its entry file listens on, then the usual port of its dependencies, then `frameworkPort`.
+    static DetectionResult detectForProject(const QString& projectPath,
+                                            const FolderEntries* entries,
+                                            std::optional<int> scriptPort,
+                                            std::optional<int> frameworkPort);
+    // The port written in the listen call of a server's entry file (app.listen(4567),
+    // http.ListenAndServe(":8080", ...), app.run(port=5001)), in Spring Boot's server.port or
+    // in the --port of a Procfile's web process.
+    static std::optional<int> detectInEntryFiles(const QString& projectPath,
+                                                 const FolderEntries* entries = nullptr);
+
     static std::optional<int> matchPort(const QString& text, const QString& pattern);
     static std::optional<int> parsePackageJson(const QString& filePath);
     static std::optional<int> parseAngularJson(const QString& filePath);
     static DetectionResult detectDefaultPort(const QString& projectPath);
 
 private:
+    // The sources that read a port written in the project's configuration.
+    static DetectionResult detectWritten(const QString& projectPath, const FolderEntries* entries);
     // The framework default from the dependencies of the package file at `packagePath`.
     static DetectionResult defaultPortFromPackage(const QString& packagePath);
 };

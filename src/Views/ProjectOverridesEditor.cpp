@@ -2,7 +2,9 @@
 
 #include "Managers/ProjectOverrides.h"
 #include "Platform/FileNameCase.h"
+#include "Platform/SystemTools.h"
 #include "Utilities/CommandSuggestions.h"
+#include "Utilities/FrameworkCatalogue.h"
 #include "Views/Caption.h"
 
 #include <QEvent>
@@ -114,7 +116,8 @@ ProjectOverridesEditor::ProjectOverridesEditor(ProjectOverrides* overrides, QWid
     setProject(std::nullopt);
 }
 
-QString ProjectOverridesEditor::portSourceCaption(const std::optional<PortSource>& source)
+QString ProjectOverridesEditor::portSourceCaption(const std::optional<PortSource>& source,
+                                                  const QString& framework)
 {
     if (!source) {
         return QStringLiteral("Default port");
@@ -136,6 +139,11 @@ QString ProjectOverridesEditor::portSourceCaption(const std::optional<PortSource
         return QStringLiteral("Set by you");
     case PortSource::defaultValue:
         return QStringLiteral("Framework default");
+    case PortSource::framework:
+        return framework.isEmpty() ? QStringLiteral("Framework default")
+                                   : QStringLiteral("Default for %1").arg(framework);
+    case PortSource::entryFile:
+        return QStringLiteral("Detected from the server's code");
     }
     return QStringLiteral("Default port");
 }
@@ -172,6 +180,9 @@ void ProjectOverridesEditor::setProject(const std::optional<Project>& shown)
         commandSource->setText(QStringLiteral("Set for this project"));
     } else if (typeDefault.isEmpty()) {
         commandSource->setText(QStringLiteral("No default for this kind of project"));
+    } else if (shown->framework && shown->frameworkCommand) {
+        commandSource->setText(QStringLiteral("Default for %1")
+                                   .arg(FrameworkCatalogue::displayName(*shown->framework)));
     } else {
         commandSource->setText(QStringLiteral("Default for %1").arg(shown->type.displayName()));
     }
@@ -183,12 +194,15 @@ void ProjectOverridesEditor::setProject(const std::optional<Project>& shown)
         const QSignalBlocker blocker(port);
         port->setValue(shown->port);
     }
-    portSource->setText(portSourceCaption(shown->portSource));
+    portSource->setText(portSourceCaption(
+        shown->portSource,
+        shown->framework ? FrameworkCatalogue::displayName(*shown->framework) : QString()));
     portReset->setVisible(portOverridden);
 
     suggestionMenu->clear();
-    for (const QString& suggestion :
-         CommandSuggestions::forProject(folder, FileNameCase::of(folder))) {
+    for (const QString& suggestion : CommandSuggestions::forProject(
+             folder, FileNameCase::of(folder),
+             SystemTools::serverSearchPath().split(u':', Qt::SkipEmptyParts))) {
         QAction* action = suggestionMenu->addAction(suggestion);
         action->setData(suggestion);
     }
@@ -209,8 +223,9 @@ void ProjectOverridesEditor::applyCommand()
     if (text == project->effectiveCommand()) {
         return;
     }
-    // An emptied field or the kind's own default means no override.
-    const bool isDefault = text.isEmpty() || text == project->type.defaultCommand();
+    // An emptied field or the framework's or kind's own default means no override.
+    const bool isDefault = text.isEmpty() || text == project->type.defaultCommand() ||
+                           (project->frameworkCommand && text == *project->frameworkCommand);
     overrides->setCommand(project->folderPath(),
                           isDefault ? std::nullopt : std::optional<QString>(text));
     if (text.isEmpty()) {

@@ -39,7 +39,9 @@ public:
     QPushButton* portResetButton() const { return portReset; }
 
     // Where a port comes from, as the caption under the port says it.
-    static QString portSourceCaption(const std::optional<PortSource>& source);
+    // `framework` is the display name of the project's framework, empty when none.
+    static QString portSourceCaption(const std::optional<PortSource>& source,
+                                     const QString& framework = QString());
 
 protected:
     void changeEvent(QEvent* event) override;

@@ -7,6 +7,7 @@
 #include "Models/Browser.h"
 #include "Protocols/ProjectManaging.h"
 #include "Protocols/ServerManaging.h"
+#include "Utilities/FrameworkCatalogue.h"
 #include "Utilities/Theme.h"
 #include "Views/Caption.h"
 #include "Views/FolderChooser.h"
@@ -461,7 +462,12 @@ void SettingsView::updateCurrentProject()
     if (selected) {
         currentProject->setText(selected->name);
         currentProject->setForegroundRole(QPalette::WindowText);
-        projectType->setText(QStringLiteral("(%1)").arg(selected->type.displayName()));
+        // The framework says more than the kind, when there is one.
+        projectType->setText(QStringLiteral("(%1)").arg(
+            selected->framework ? QStringLiteral("%1, %2").arg(
+                                      selected->type.displayName(),
+                                      FrameworkCatalogue::displayName(*selected->framework))
+                                : selected->type.displayName()));
         projectPort->setText(QStringLiteral(":%1").arg(selected->port));
     } else {
         currentProject->setText(QStringLiteral("No project selected"));

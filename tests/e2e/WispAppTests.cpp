@@ -22,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 
 // The real wisp executable on the private Xvfb display with the trayer tray: its tray icon is
 // clicked with xdotool, the development servers it starts are real (python3 -m http.server, and
@@ -123,9 +124,39 @@ protected:
         npmProjectPath = folder;
     }
 
+    // A project made by a framework's own tool (`program` with `arguments`, run in the projects
+    // folder), with `files` added, made the selected project. Skips the test when the tool or
+    // the framework's fixed port is not available.
+    void makeToolProject(const QString& name, const QString& program, const QStringList& arguments,
+                         const QMap<QString, QByteArray>& files, int frameworkPort)
+    {
+        if (!QFileInfo(program).isExecutable()) {
+            GTEST_SKIP() << program.toStdString() << " is not installed";
+        }
+        if (!portIsFree(frameworkPort)) {
+            GTEST_SKIP() << "port " << frameworkPort << " is in use";
+        }
+        QProcess tool;
+        tool.setWorkingDirectory(projects.path());
+        tool.setProcessChannelMode(QProcess::MergedChannels);
+        tool.start(program, arguments);
+        ASSERT_TRUE(tool.waitForFinished(120000)) << program.toStdString();
+        ASSERT_EQ(tool.exitCode(), 0) << tool.readAll().toStdString();
+
+        const QString folder = QDir(projects.path()).filePath(name);
+        for (auto file = files.cbegin(); file != files.cend(); ++file) {
+            TestSupport::writeFile(folder, file.key(), file.value());
+        }
+        SettingsManager settings(std::make_unique<QSettings>(
+            QDir(config.path()).filePath(QStringLiteral("wisp/wisp.conf")), QSettings::IniFormat));
+        settings.setSelectedProjectPath(folder);
+    }
+
     // One click on the tray icon, "Start Server" in the alert; then the stand-in browser must be
     // sent to where the selected project's server really answers with `marker`.
-    void clickStartAndExpectTheBrowserWhereTheServerAnswers(const QByteArray& marker)
+    // With `knownPort`, wisp must know that port before the start, and the server answer there.
+    void clickStartAndExpectTheBrowserWhereTheServerAnswers(const QByteArray& marker,
+                                                            std::optional<int> knownPort = {})
     {
         WispProcess& wisp = launchWisp();
         const QString pollingPrefix = QStringLiteral("🚀 [AppDelegate] Starting polling on port ");
@@ -156,6 +187,10 @@ protected:
         portsToClean.append(openedPort);
         RecordProperty("detectedPort", detectedPort);
         RecordProperty("openedPort", openedPort);
+        if (knownPort) {
+            EXPECT_EQ(detectedPort, *knownPort);
+            EXPECT_EQ(openedPort, *knownPort);
+        }
 
         // A development server may compile the page on its first request.
         const QByteArray page = httpGet(openedPort, 60s);
@@ -464,7 +499,7 @@ TEST_F(WispAppTest, AnEleventyProjectOpensWhereItsServerAnswers)
 
 TEST_F(WispAppTest, AnExpressAppOnAFixedPortOpensWhereItAnswers)
 {
-    // Fixed in its server file, where no detection looks; free on this machine.
+    // Fixed in its server file's listen call, read by detection; free on this machine.
     const int fixedPort = TestSupport::freePort();
     makeNpmProject(
         QStringLiteral("express-api"), {QStringLiteral("express"), QStringLiteral("4.22.3")},
@@ -538,6 +573,68 @@ TEST_F(WispAppTest, AProjectWhoseToolIsOnlyOnTheLoginShellsPathStartsAndOpens)
                   QStringLiteral("✅ [ShellEnvironment] Login shell /bin/sh answered in ")),
               0)
         << wisp.log().toStdString();
+}
+
+TEST_F(WispAppTest, ADjangoProjectOpensWhereItsServerAnswers)
+{
+    makeToolProject(QStringLiteral("mysite"), QStringLiteral("/usr/bin/django-admin"),
+                    {QStringLiteral("startproject"), QStringLiteral("mysite")}, {}, 8000);
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    // Django's own start page, shown while the project has no pages of its own.
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("The install worked successfully!", 8000);
+}
+
+TEST_F(WispAppTest, AFlaskAppOpensWhereItsServerAnswers)
+{
+    if (QProcess::execute(QStringLiteral("/usr/bin/python3"),
+                          {QStringLiteral("-c"), QStringLiteral("import flask")}) != 0) {
+        GTEST_SKIP() << "Flask is not installed for /usr/bin/python3";
+    }
+    makeToolProject(QStringLiteral("flask-app"), QStringLiteral("/bin/mkdir"),
+                    {QStringLiteral("flask-app")},
+                    {{QStringLiteral("requirements.txt"), "flask\n"},
+                     {QStringLiteral("app.py"), R"(from flask import Flask
+
+app = Flask(__name__)
+
+
+@app.route("/")
+def index():
+    return "<h1>flask marker</h1>"
+)"}},
+                    5000);
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("flask marker", 5000);
+}
+
+TEST_F(WispAppTest, AHugoSiteOpensWhereItsServerAnswers)
+{
+    makeToolProject(QStringLiteral("blog"), QStringLiteral("/usr/bin/hugo"),
+                    {QStringLiteral("new"), QStringLiteral("site"), QStringLiteral("blog")},
+                    {{QStringLiteral("content/_index.md"), "---\ntitle: Home\n---\nhugo marker\n"},
+                     {QStringLiteral("layouts/index.html"),
+                      "<!doctype html><html><body>{{ .Content }}</body></html>\n"}},
+                    1313);
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("hugo marker", 1313);
+}
+
+TEST_F(WispAppTest, AJekyllSiteOpensWhereItsServerAnswers)
+{
+    makeToolProject(QStringLiteral("journal"), QStringLiteral("/usr/bin/jekyll"),
+                    {QStringLiteral("new"), QStringLiteral("--blank"), QStringLiteral("journal")},
+                    {{QStringLiteral("index.md"), "---\nlayout: default\n---\njekyll marker\n"}},
+                    4000);
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    clickStartAndExpectTheBrowserWhereTheServerAnswers("jekyll marker", 4000);
 }
 
 TEST(WispAppWithoutDisplay, SaysSoAndExitsWithAnError)

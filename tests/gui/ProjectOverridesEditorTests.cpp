@@ -94,6 +94,30 @@ TEST_F(ProjectOverridesEditorTest, EveryPortSourceHasItsOwnCaption)
                      QStringLiteral("Framework default"), QStringLiteral("Default port")}));
 }
 
+TEST_F(ProjectOverridesEditorTest, CaptionsNameTheFrameworkTheCommandAndPortComeFrom)
+{
+    scanned.framework = QStringLiteral("astro");
+    scanned.frameworkCommand = QStringLiteral("pnpm run dev");
+    scanned.port = 4321;
+    scanned.detectedPort = 4321;
+    scanned.portSource = PortSource::framework;
+    editor.setProject(overrides.applied(scanned));
+    EXPECT_EQ(editor.commandField()->text(), QStringLiteral("pnpm run dev"));
+    EXPECT_EQ(editor.commandSourceLabel()->text(), QStringLiteral("Default for Astro"));
+    EXPECT_EQ(editor.portSourceLabel()->text(), QStringLiteral("Default for Astro"));
+
+    scanned.portSource = PortSource::entryFile;
+    editor.setProject(overrides.applied(scanned));
+    EXPECT_EQ(editor.portSourceLabel()->text(), QStringLiteral("Detected from the server's code"));
+
+    // Typing the framework's own command again removes the override.
+    overrides.setCommand(scanned.folderPath(), QStringLiteral("pnpm astro dev --host"));
+    EXPECT_EQ(editor.commandField()->text(), QStringLiteral("pnpm astro dev --host"));
+    KeyPresses::retype(editor.commandField(), QStringLiteral("pnpm run dev"));
+    EXPECT_EQ(overrides.command(scanned.folderPath()), std::nullopt);
+    EXPECT_EQ(editor.commandSourceLabel()->text(), QStringLiteral("Default for Astro"));
+}
+
 TEST_F(ProjectOverridesEditorTest, TypingAPortStoresItWhenEditingFinishesAndResetRemovesIt)
 {
     KeyPresses::retype(editor.portField(), QStringLiteral("4321"));

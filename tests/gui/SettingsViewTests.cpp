@@ -172,6 +172,12 @@ TEST_F(SettingsViewTest, CurrentProjectShowsNameTypeInParenthesesAndPort)
     EXPECT_EQ(view->projectLabel()->text(), QStringLiteral("api"));
     EXPECT_EQ(view->projectTypeLabel()->text(), QStringLiteral("(Node.js)"));
     EXPECT_EQ(view->projectPortLabel()->text(), QStringLiteral(":8080"));
+
+    // A project's framework is named beside its kind.
+    Project site = TestProjects::make(QStringLiteral("site"), 4321, QStringLiteral("/p/site"));
+    site.framework = QStringLiteral("astro");
+    projectManager.setSelectedProject(site);
+    EXPECT_EQ(view->projectTypeLabel()->text(), QStringLiteral("(Node.js, Astro)"));
 }
 
 TEST_F(SettingsViewTest, NoSelectedProjectSaysSoWithoutTypeOrPort)

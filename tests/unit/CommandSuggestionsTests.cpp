@@ -99,7 +99,7 @@ TEST_F(CommandSuggestionsTest, ABrokenPackageFileGivesNoScriptsAndOneLogLine)
     LogCapture log;
     file(QStringLiteral("package.json"), R"({"scripts":{"dev":"vite")");
     file(QStringLiteral("manage.py"));
-    EXPECT_EQ(suggestions(), QStringList{QStringLiteral("python manage.py runserver")});
+    EXPECT_EQ(suggestions(), QStringList{QStringLiteral("python3 manage.py runserver")});
     EXPECT_EQ(
         log.lines(),
         QStringList{QStringLiteral("⚠️ [CommandSuggestions] No script suggestions: %1 is not a "
@@ -163,11 +163,12 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         MarkerCase{"Django",
                    {{"manage.py", ""}, {"requirements.txt", "Django>=4\n"}},
-                   {"python manage.py runserver"}},
-        MarkerCase{"Flask", {{"requirements.txt", "flask==3.0\ngunicorn\n"}}, {"flask run"}},
+                   {"python3 manage.py runserver"}},
+        MarkerCase{
+            "Flask", {{"requirements.txt", "flask==3.0\ngunicorn\n"}}, {"python3 -m flask run"}},
         MarkerCase{"FastApi",
                    {{"pyproject.toml", "dependencies = [\"fastapi>=0.110\"]\n"}, {"main.py", ""}},
-                   {"uvicorn main:app --reload"}},
+                   {"python3 -m uvicorn main:app --reload"}},
         MarkerCase{"MkDocs", {{"mkdocs.yml", "site_name: docs\n"}}, {"mkdocs serve"}},
         MarkerCase{"Laravel", {{"artisan", ""}, {"composer.json", "{}"}}, {"php artisan serve"}},
         MarkerCase{
@@ -181,8 +182,9 @@ INSTANTIATE_TEST_SUITE_P(
         MarkerCase{"RailsWithoutBinstub",
                    {{"Gemfile", "  gem 'rails', '~> 7.1'\n"}},
                    {"bundle exec rails server"}},
-        MarkerCase{
-            "Rack", {{"Gemfile", "gem 'sinatra'\n"}, {"config.ru", ""}}, {"bundle exec rackup"}},
+        MarkerCase{"Rack",
+                   {{"Gemfile", "gem 'sinatra'\n"}, {"config.ru", ""}},
+                   {"bundle exec ruby app.rb", "bundle exec rackup"}},
         MarkerCase{
             "Middleman", {{"Gemfile", "gem \"middleman\"\n"}}, {"bundle exec middleman server"}},
         MarkerCase{"Cargo", {{"Cargo.toml", "[package]\n"}}, {"cargo run"}},
@@ -202,5 +204,5 @@ INSTANTIATE_TEST_SUITE_P(
         MarkerCase{"NothingKnown", {{"index.html", "<p>hi</p>"}, {"Gemfile", "gem 'puma'\n"}}, {}},
         MarkerCase{"ScriptsBeforeMarkers",
                    {{"package.json", R"({"scripts":{"dev":"vite"}})"}, {"manage.py", ""}},
-                   {"npm run dev", "python manage.py runserver"}}),
+                   {"npm run dev", "python3 manage.py runserver"}}),
     [](const ::testing::TestParamInfo<MarkerCase>& info) { return std::string(info.param.name); });

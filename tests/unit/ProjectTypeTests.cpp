@@ -85,6 +85,22 @@ TEST_F(ProjectTypeDetection, OnlyGoModIsGo)
     EXPECT_EQ(detect(folder(QStringLiteral("svc"), {QStringLiteral("go.mod")})), ProjectType::go);
 }
 
+TEST_F(ProjectTypeDetection, PythonAndGradleProjectsWithoutTheMainMarkerAreFound)
+{
+    for (const char* marker : {"pyproject.toml", "Pipfile", "manage.py"}) {
+        const QString name = QStringLiteral("py-") + QString::fromLatin1(marker).remove(u'.');
+        EXPECT_EQ(detect(folder(name, {QLatin1String(marker)})), ProjectType::python) << marker;
+    }
+    for (const char* marker : {"build.gradle", "build.gradle.kts"}) {
+        const QString name = QStringLiteral("jvm-") + QString::fromLatin1(marker).remove(u'.');
+        EXPECT_EQ(detect(folder(name, {QLatin1String(marker)})), ProjectType::java) << marker;
+    }
+    // At the kind's own turn: node still comes first.
+    EXPECT_EQ(detect(folder(QStringLiteral("mixed"),
+                            {QStringLiteral("manage.py"), QStringLiteral("package.json")})),
+              ProjectType::nodejs);
+}
+
 TEST_F(ProjectTypeDetection, NodeIsTestedBeforeRuby)
 {
     EXPECT_EQ(detect(folder(QStringLiteral("app"),

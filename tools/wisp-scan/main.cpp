@@ -1,5 +1,6 @@
 // wisp-scan FOLDER: prints the projects wisp finds in FOLDER as a JSON array, in the order the
-// status menu lists them, with sub-projects nested. A development and benchmark tool.
+// status menu lists them, with sub-projects nested, each with the command that starts it. A
+// development and benchmark tool.
 #include "Managers/ProjectManager.h"
 
 #include <QCommandLineParser>
@@ -47,7 +48,7 @@ int main(int argc, char** argv)
     ProjectManager manager;
     QCoro::waitFor(manager.scanFolder(QUrl::fromLocalFile(path)));
 
-    const QByteArray json = Project::toJson(manager.projects(), QJsonDocument::Indented);
+    const QByteArray json = Project::toReadableJson(manager.projects());
     std::fwrite(json.constData(), 1, static_cast<size_t>(json.size()), stdout);
     std::fputc('\n', stdout);
     return 0;
