@@ -150,9 +150,15 @@ std::optional<bool> diagListener(int fd, int family, int port)
         if (got <= 0) {
             return std::nullopt;
         }
-        int remaining = static_cast<int>(got);
-        for (const nlmsghdr* header = reinterpret_cast<const nlmsghdr*>(buffer);
-             NLMSG_OK(header, remaining); header = NLMSG_NEXT(header, remaining)) {
+        // Walked by hand rather than with NLMSG_OK, whose int length compares with the unsigned
+        // message length.
+        std::size_t remaining = static_cast<std::size_t>(got);
+        const char* at = buffer;
+        while (remaining >= sizeof(nlmsghdr)) {
+            const auto* header = reinterpret_cast<const nlmsghdr*>(at);
+            if (header->nlmsg_len < sizeof(nlmsghdr) || header->nlmsg_len > remaining) {
+                break;
+            }
             if (header->nlmsg_type == NLMSG_DONE) {
                 return found;
             }
@@ -166,6 +172,12 @@ std::optional<bool> diagListener(int fd, int family, int port)
                     found = true;
                 }
             }
+            const std::size_t step = NLMSG_ALIGN(header->nlmsg_len);
+            if (step >= remaining) {
+                break;
+            }
+            at += step;
+            remaining -= step;
         }
     }
 }
