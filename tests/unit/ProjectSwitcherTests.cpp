@@ -59,6 +59,16 @@ protected:
         return TestSupport::waitUntil([this, &line] { return log.contains(line); });
     }
 
+    // The older switch gave way during its start; the newer one ran to the end.
+    void expectTheNewerSwitchCompleted(const Project& newer)
+    {
+        EXPECT_TRUE(log.contains(QStringLiteral(
+            "⏹️ [StatusBarController] Switch cancelled before waiting for server")));
+        EXPECT_TRUE(
+            log.contains(QStringLiteral("✅ [StatusBarController] Project switch complete")));
+        EXPECT_EQ(projectManager.selectedProject(), newer);
+    }
+
     void startWith(const Project& project)
     {
         projectManager.setSelectedProject(project);
@@ -403,10 +413,7 @@ TEST_F(ProjectSwitcherTest, NewerChoiceWaitsUntilTheOlderStartHasEndedBeforeItsK
         (QStringList{QStringLiteral("killServer(3001)"), QStringLiteral("killServer(3001) done")}));
     EXPECT_LT(serverManager.calls.indexOf(QStringLiteral("startServer(B, npm run dev)")),
               serverManager.calls.indexOf(QStringLiteral("killServer(3001)")));
-    EXPECT_TRUE(log.contains(
-        QStringLiteral("⏹️ [StatusBarController] Switch cancelled before waiting for server")));
-    EXPECT_TRUE(log.contains(QStringLiteral("✅ [StatusBarController] Project switch complete")));
-    EXPECT_EQ(projectManager.selectedProject(), c);
+    expectTheNewerSwitchCompleted(c);
 }
 
 TEST_F(ProjectSwitcherTest, AnAbandonedStartThatFailsReportsNoFailure)
@@ -430,10 +437,7 @@ TEST_F(ProjectSwitcherTest, AnAbandonedStartThatFailsReportsNoFailure)
 
     EXPECT_TRUE(log.linesStartingWith(QStringLiteral("❌")).isEmpty())
         << log.lines().join(QLatin1Char('\n')).toStdString();
-    EXPECT_TRUE(log.contains(
-        QStringLiteral("⏹️ [StatusBarController] Switch cancelled before waiting for server")));
-    EXPECT_TRUE(log.contains(QStringLiteral("✅ [StatusBarController] Project switch complete")));
-    EXPECT_EQ(projectManager.selectedProject(), c);
+    expectTheNewerSwitchCompleted(c);
 }
 
 TEST_F(ProjectSwitcherTest, TheMenusStartWaitsForTheSwitchAndStartsTheProjectSelectedThen)
