@@ -10,6 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <utility>
+
 using namespace ServerTests;
 using TestSupport::awaitTask;
 using TestSupport::waitUntil;
@@ -110,4 +113,30 @@ TEST(ChildProcess, KillLeavesTheCallersOwnGroupAlone)
     }
     EXPECT_TRUE(
         waitUntil([&] { return processesRunning(sleeping(QStringLiteral("86395"))).isEmpty(); }));
+}
+
+TEST(ChildProcess, AQueuedConnectionToFinishedAfterAnAwaitedExitGetsTheExitCodeAndStatus)
+{
+    // QCoro's library sets up the argument types of its own queued connection to
+    // QProcess::finished first; a queued connection of ours must still be handed both arguments.
+    const ChildProcess::Owned first = ChildProcess::create();
+    first->setProgram(QStringLiteral("/bin/sh"));
+    first->setArguments({QStringLiteral("-c"), QStringLiteral("exit 0")});
+    ASSERT_TRUE(awaitTask(ChildProcess::start(first.get())));
+    ASSERT_TRUE(awaitTask(ChildProcess::waitForExit(first.get(), 30s)));
+
+    std::optional<std::pair<int, QProcess::ExitStatus>> received;
+    const ChildProcess::Owned second = ChildProcess::create();
+    second->setProgram(QStringLiteral("/bin/sh"));
+    second->setArguments({QStringLiteral("-c"), QStringLiteral("exit 3")});
+    QObject::connect(
+        second.get(), &QProcess::finished, second.get(),
+        [&received](int code, QProcess::ExitStatus status) { received.emplace(code, status); },
+        Qt::QueuedConnection);
+    ASSERT_TRUE(awaitTask(ChildProcess::start(second.get())));
+    ASSERT_TRUE(awaitTask(ChildProcess::waitForExit(second.get(), 30s)));
+
+    ASSERT_TRUE(waitUntil([&] { return received.has_value(); }));
+    EXPECT_EQ(received->first, 3);
+    EXPECT_EQ(received->second, QProcess::NormalExit);
 }
