@@ -143,11 +143,10 @@ use_clang() {
     fi
 }
 
-# use_sanitize_compiler BUILD_DIR [clang]: the compiler of the sanitized build. "clang" is
-# clang-19; anything else the system's default (GCC). Debian's libqcoro6core is built by GCC, and
-# a Clang-built wisp that awaits one of its compiled coroutines (a QProcess's end, for one)
-# crashes inside it, so Clang builds the sanitized tree only where QCoro is Clang-built too
-# (fetched by CMake, or on a Mac). A folder configured with the other compiler is configured
+# use_sanitize_compiler BUILD_DIR [clang|gcc]: the compiler of the sanitized build. "clang" is
+# clang-19; anything else the system's default (GCC). Debian's QCoro libraries are built by GCC,
+# which a Clang build links safely because its programs export none of their symbols (see
+# cmake/WispCompilerOptions.cmake). A folder configured with the other compiler is configured
 # afresh.
 use_sanitize_compiler() {
     local build_dir="$1" choice="${2:-}"
