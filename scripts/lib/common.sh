@@ -25,7 +25,7 @@ WISP_APT_TEST=(xvfb xauth trayer xdotool x11-utils chromium nodejs npm dbus-daem
 # sanitizer and libFuzzer runtimes, and libc++ for the compile-only pass of the portable sources
 # against the Mac's standard library.
 WISP_CLANG_VERSION=19
-WISP_APT_SANITIZE=(clang-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev)
+WISP_APT_SANITIZE=(clang-19 libclang-rt-19-dev libc++-19-dev libc++abi-19-dev llvm)
 WISP_APT_FUZZ=(clang-19 libclang-rt-19-dev)
 
 WISP_BREW_BUILD=(cmake ninja qt googletest)
